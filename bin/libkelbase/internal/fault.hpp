@@ -1,0 +1,21 @@
+// Allocation fault injection for the white-box tests. The plain wrappers of
+// the memory family (ruvo_malloc_, ruvo_zero_malloc_, ruvo_ralloc_) ask it
+// before every allocation, so a family that reports running out of memory
+// as a result can be driven down that path on purpose. It exists only in
+// builds with RUVO_BASE_TESTING; elsewhere the question folds to false.
+#pragma once
+
+namespace ruvo::fault {
+
+#if defined(RUVO_BASE_TESTING)
+// After `successes` more allocations on this thread, every allocation of the
+// plain wrappers fails until this is called again. A negative count turns
+// failures off.
+void fail_allocations_after(long successes) noexcept;
+// Consumes one step of the countdown; true when this allocation must fail.
+bool allocation_fails() noexcept;
+#else
+constexpr bool allocation_fails() noexcept { return false; }
+#endif
+
+}  // namespace ruvo::fault

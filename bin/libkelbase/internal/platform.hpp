@@ -1,0 +1,32 @@
+// The few platform facts that the portable families need: ids, local time
+// and the caller's error state. Windows answers them in windows/platform.cpp,
+// Linux in native/platform.cpp; no portable source includes a system header
+// for them.
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+
+namespace ruvo::sys {
+
+uint32_t process_id() noexcept;
+uint32_t thread_id() noexcept;
+
+// Breaks `t` down into local time. False when the platform cannot.
+bool local_time(std::time_t t, std::tm *out) noexcept;
+
+// Keeps the thread's last error (and errno) across a scope, so that a log
+// record or a cleanup after a failure does not change what the caller reads.
+class saved_error {
+ public:
+  saved_error() noexcept;
+  ~saved_error();
+  saved_error(const saved_error &) = delete;
+  saved_error &operator=(const saved_error &) = delete;
+
+ private:
+  unsigned long last_error_;
+  int errno_;
+};
+
+}  // namespace ruvo::sys

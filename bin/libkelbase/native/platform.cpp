@@ -1,0 +1,21 @@
+// Platform facts for the portable families on Linux, where this build exists
+// for the sanitizers, fuzzers and benchmarks.
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "internal/platform.hpp"
+
+namespace ruvo::sys {
+
+uint32_t process_id() noexcept { return static_cast<uint32_t>(::getpid()); }
+uint32_t thread_id() noexcept { return static_cast<uint32_t>(::syscall(SYS_gettid)); }
+
+bool local_time(std::time_t t, std::tm *out) noexcept { return ::localtime_r(&t, out) != nullptr; }
+
+// Linux has no last-error word beside errno.
+saved_error::saved_error() noexcept : last_error_(0), errno_(errno) {}
+saved_error::~saved_error() { errno = errno_; }
+
+}  // namespace ruvo::sys

@@ -1,0 +1,74 @@
+// Child processes and platform detection for the test programs.
+#include "support/support.hpp"
+
+#include <cstdio>
+#include <string>
+
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
+namespace ruvo_test {
+
+namespace {
+
+std::string quote(const std::string &arg) {
+  std::string out = "\"";
+  for (char c : arg) {
+    if (c == '"') out += '\\';
+    out += c;
+  }
+  return out + "\"";
+}
+
+std::string self_path() {
+#if defined(_WIN32)
+  char path[MAX_PATH];
+  const DWORD n = ::GetModuleFileNameA(nullptr, path, MAX_PATH);
+  return std::string(path, n);
+#else
+  char path[4096];
+  const ssize_t n = ::readlink("/proc/self/exe", path, sizeof path);
+  return n > 0 ? std::string(path, static_cast<size_t>(n)) : std::string();
+#endif
+}
+
+}  // namespace
+
+int run_child(const char *name, const std::vector<std::string> &args, std::string *output) {
+  std::string command = quote(self_path()) + " --ruvo-child=" + name;
+  for (const auto &arg : args) command += " " + quote(arg);
+#if defined(_WIN32)
+  // popen through cmd.exe wants the whole line quoted once more.
+  command = "\"" + command + "\"";
+  FILE *pipe = ::_popen(command.c_str(), "rb");
+#else
+  FILE *pipe = ::popen(command.c_str(), "r");
+#endif
+  if (pipe == nullptr) return -1;
+  char buf[4096];
+  size_t n;
+  while ((n = std::fread(buf, 1, sizeof buf, pipe)) > 0) {
+    if (output != nullptr) output->append(buf, n);
+  }
+#if defined(_WIN32)
+  return ::_pclose(pipe);
+#else
+  const int status = ::pclose(pipe);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+#endif
+}
+
+bool under_wine() {
+#if defined(_WIN32)
+  HMODULE ntdll = ::GetModuleHandleA("ntdll.dll");
+  return ntdll != nullptr && ::GetProcAddress(ntdll, "wine_get_version") != nullptr;
+#else
+  return false;
+#endif
+}
+
+}  // namespace ruvo_test

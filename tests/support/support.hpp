@@ -1,0 +1,26 @@
+// Helpers shared by the test programs.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace ruvo_test {
+
+// A function that a test program runs when it is started as a child with
+// --ruvo-child=<name>; its result is the child's exit status.
+using child_fn = int (*)(const std::vector<std::string> &args);
+
+// Registers a child function at static-initialisation time:
+//   static const bool reg = ruvo_test::register_child("reader", &reader_main);
+bool register_child(const char *name, child_fn fn);
+
+// Runs this test program again as the child `name` with extra arguments,
+// waits for it, and returns its exit status (-1 if it could not start).
+// Standard output of the child is appended to *output when given.
+int run_child(const char *name, const std::vector<std::string> &args,
+              std::string *output = nullptr);
+
+// True when the program runs under Wine.
+bool under_wine();
+
+}  // namespace ruvo_test
