@@ -1,0 +1,104 @@
+// The in-library log call: the record head, the gate, the source name and
+// the caller's error state.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "internal/log.hpp"
+#include "internal/platform.hpp"
+
+namespace {
+
+std::vector<std::string> g_records;
+std::vector<uint32_t> g_levels;
+
+void capture(uint32_t level, const char *format, va_list args) {
+  char text[1024];
+  std::vsnprintf(text, sizeof text, format, args);
+  g_records.emplace_back(text);
+  g_levels.push_back(level);
+}
+
+class LogCall : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    g_records.clear();
+    g_levels.clear();
+    ASSERT_EQ(ruvo_log_output_register(&capture), 0);
+  }
+  void TearDown() override { ruvo_log_output_unregister(&capture); }
+};
+
+TEST_F(LogCall, RecordHasTheFullHead) {
+  const int line = __LINE__ + 1;
+  RUVO_LOG(RUVO_LOG_WARN, "warn", "pclose failed %d\n", 42);
+  ASSERT_EQ(g_records.size(), 1u);
+  const std::regex head(
+      R"(\[(\d{4})-(\d\d)-(\d\d) (\d\d):(\d\d):(\d\d)\] \[warn\] \[pid:(\d+)\] \[tid:(\d+)\] )"
+      R"(\[kel\] \[log_test:(\d+)\] pclose failed 42\n)");
+  std::smatch m;
+  ASSERT_TRUE(std::regex_match(g_records[0], m, head)) << g_records[0];
+  EXPECT_GE(std::stoi(m[1]), 2000);
+  EXPECT_EQ(std::stoul(m[7]), ruvo::sys::process_id());
+  EXPECT_EQ(std::stoul(m[8]), ruvo::sys::thread_id());
+  EXPECT_EQ(std::stoi(m[9]), line);
+  EXPECT_EQ(g_levels[0], static_cast<uint32_t>(RUVO_LOG_WARN));
+}
+
+TEST_F(LogCall, LevelZeroDropsWarnButNeverFatalOrError) {
+  ruvo_log_level_set(0);
+  RUVO_LOG(RUVO_LOG_WARN, "warn", "w\n");
+  RUVO_LOG(RUVO_LOG_ERROR, "fatal", "f\n");
+  RUVO_LOG(RUVO_LOG_ERROR, "error", "e\n");
+  ASSERT_EQ(g_records.size(), 2u);
+  EXPECT_NE(g_records[0].find("] [fatal] [pid:"), std::string::npos);
+  EXPECT_NE(g_records[1].find("] [error] [pid:"), std::string::npos);
+}
+
+TEST_F(LogCall, GatePassesRecordsAtOrBelowTheCurrentLevel) {
+  ruvo_log_level_set(RUVO_LOG_INFO);
+  RUVO_LOG(RUVO_LOG_DEBUG, "debug", "d\n");
+  RUVO_LOG(RUVO_LOG_INFO, "info", "i\n");
+  ruvo_log_level_set(RUVO_LOG_DEBUG);
+  RUVO_LOG(RUVO_LOG_DEBUG, "debug", "d\n");
+  ASSERT_EQ(g_records.size(), 2u);
+  EXPECT_NE(g_records[0].find("[info]"), std::string::npos);
+  EXPECT_NE(g_records[1].find("[debug]"), std::string::npos);
+}
+
+TEST_F(LogCall, LoggingLeavesErrnoAlone) {
+  errno = ERANGE;
+  RUVO_LOG(RUVO_LOG_INFO, "info", "keeps errno\n");
+  EXPECT_EQ(errno, ERANGE);
+}
+
+TEST(SourceStem, IsTheFileNameWithoutFoldersOrExtension) {
+  constexpr auto windows = ruvo::detail::make_source_stem("C:\\src\\bin\\shell.cpp");
+  constexpr auto unix_like = ruvo::detail::make_source_stem("/home/b/ruvo/base/memory.h");
+  constexpr auto bare = ruvo::detail::make_source_stem("timer");
+  constexpr auto dotted_dir = ruvo::detail::make_source_stem("a.d/b.d\\auto_log.cpp");
+  EXPECT_STREQ(windows.text, "shell");
+  EXPECT_STREQ(unix_like.text, "memory");
+  EXPECT_STREQ(bare.text, "timer");
+  EXPECT_STREQ(dotted_dir.text, "auto_log");
+}
+
+TEST(LogTimestamp, FormatsLocalTimeAndCutsWithoutTerminator) {
+  char buf[64];
+  EXPECT_EQ(ruvo_log_timestamp(nullptr, 64), 0);
+  std::memset(buf, 'x', sizeof buf);
+  EXPECT_EQ(ruvo_log_timestamp(buf, 0), 0);
+  EXPECT_EQ(buf[0], 'x');
+  EXPECT_EQ(ruvo_log_timestamp(buf, sizeof buf), 19);
+  EXPECT_TRUE(std::regex_match(buf, std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d)"))) << buf;
+  char small[5];
+  EXPECT_EQ(ruvo_log_timestamp(small, sizeof small), 4);
+  EXPECT_EQ(std::string(small, 4), std::string(buf, 4));
+}
+
+}  // namespace

@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds the Windows DLL and the demo, and runs the
+# demo under Wine.
+set -euo pipefail
+top=$(cd "$(dirname "$0")/.." && pwd)
+cd "$top"
+tools/install-deps.sh windows
+cmake --preset windows >/dev/null
+cmake --build --preset windows --target ruvobase ruvo_demo
+export WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" LC_ALL=C.UTF-8
+cd build/windows/bin
+wine ruvo_demo.exe
+wineserver -k || true
