@@ -25,7 +25,7 @@ class saved_error {
   saved_error &operator=(const saved_error &) = delete;
 
  private:
-  unsigned long last_error_;
+  [[maybe_unused]] unsigned long last_error_;  // unused where errno is the only error state
   int errno_;
 };
 
