@@ -1,9 +1,15 @@
 // A tour of libruvobase: each section uses one family the way a program would.
+#include <cstdint>
 #include <cstdio>
 
 #include "ruvo/base/log.h"
 #include "ruvo/base/memory.h"
 #include "ruvo/base/str.h"
+#include "ruvo/base/vector.h"
+
+#if defined(_WIN32)
+#include <windows.h>
+#endif
 
 namespace {
 
@@ -11,21 +17,79 @@ namespace {
 void demo_output(uint32_t level, const char *format, va_list args) {
   char text[512];
   ruvo_str_magic_vsprintf(text, sizeof text, format, args);
-  std::printf("demo output (level %u): %s", level, text);
+  std::printf("  demo output got level %u: %s", level, text);
 }
 
 void show_log() {
-  std::printf("== log ==\n");
-  ruvo_log_output(RUVO_LOG_INFO, "a record on standard error, no output registered\n");
+  std::printf("== log: records through a registered output, then to standard error\n");
   ruvo_log_output_register(&demo_output);
-  ruvo_log_output(RUVO_LOG_WARN, "a record through a registered output: %d items\n", 3);
+  ruvo_log_output(RUVO_LOG_WARN, "%d items sorted\n", 10);
+  ruvo_log_output(42, "an unknown level arrives as warn\n");
   ruvo_log_output_unregister(&demo_output);
-  std::printf("level %d, registered %d\n", ruvo_log_level_get(), ruvo_log_is_regestered());
+  std::fflush(stdout);
+  ruvo_log_output(RUVO_LOG_INFO, "  no output registered: this record is on standard error\n");
+  std::printf("  level %d, outputs registered: %d\n", ruvo_log_level_get(), ruvo_log_is_regestered());
 }
+
+int32_t by_value(void *a, void *b) {
+  const auto x = reinterpret_cast<intptr_t>(a), y = reinterpret_cast<intptr_t>(b);
+  return x < y ? -1 : x > y ? 1 : 0;
+}
+
+void show_vector() {
+  std::printf("== vector: ten numbers pushed, sorted in place\n");
+  ruvo_vector_st *v = nullptr;
+  if (ruvo_vector_create(&v, 4) != RUVO_OK) return;
+  const intptr_t numbers[] = {42, 7, 19, 3, 88, 23, 61, 5, 14, 30};
+  for (intptr_t n : numbers) ruvo_vector_push_back(v, reinterpret_cast<void *>(n));
+  std::printf("  size %zu, capacity %zu (grew from 4 by doubling)\n  before:", ruvo_vector_size(v),
+              ruvo_vector_capacity(v));
+  for (size_t i = 0; i < ruvo_vector_size(v); ++i)
+    std::printf(" %d", static_cast<int>(reinterpret_cast<intptr_t>(ruvo_vector_pos_at(v, i))));
+  ruvo_vector_qsort(v, &by_value);
+  std::printf("\n  after: ");
+  for (size_t i = 0; i < ruvo_vector_size(v); ++i)
+    std::printf(" %d", static_cast<int>(reinterpret_cast<intptr_t>(ruvo_vector_pos_at(v, i))));
+  std::printf("\n");
+  ruvo_vector_destroy(v);
+}
+
+#if defined(_WIN32)
+// Reads this process's tag table the way another process would: by name.
+uint32_t tag_count(uint32_t slot) {
+  char name[64];
+  std::snprintf(name, sizeof name, "Local\\{%08x-505D-3E7A-BB52-2E5690CDA177}",
+                static_cast<unsigned>(::GetCurrentProcessId()));
+  HANDLE mapping = ::OpenFileMappingA(FILE_MAP_READ, FALSE, name);
+  if (mapping == nullptr) return 0;
+  const auto *entries = static_cast<const uint32_t *>(::MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, 0));
+  const uint32_t count = entries != nullptr ? entries[slot * 2 + 1] : 0;
+  if (entries != nullptr) ::UnmapViewOfFile(entries);
+  ::CloseHandle(mapping);
+  return count;
+}
+
+void show_tagged_heap() {
+  std::printf("== tagged heap: blocks counted under the tag \"flok\"\n");
+  const uint32_t flok = 0x6B6F6C66;
+  ruvo_heap_mem_st *heap = nullptr;
+  if (ruvo_heap_mem_init(flok, &heap) != RUVO_OK) return;
+  void *blocks[3];
+  for (auto &b : blocks) b = ruvo_heap_mem_alloc(heap, flok, 64);
+  std::printf("  after 3 allocations the tag table says %u live\n", tag_count(258));
+  for (auto *b : blocks) ruvo_heap_mem_free(heap, b, flok);
+  std::printf("  after freeing them it says %u\n", tag_count(258));
+  ruvo_heap_mem_destroy(heap);
+}
+#endif
 
 }  // namespace
 
 int main() {
   show_log();
+  show_vector();
+#if defined(_WIN32)
+  show_tagged_heap();
+#endif
   return 0;
 }
