@@ -1,9 +1,10 @@
-// Robin Hood hash: behaviour through the exported calls, checked against
-// std::unordered_map and a full consistency check of the table's arrays.
+// Robin Hood hash through the exported calls, checked against
+// std::unordered_map and the full consistency check of the table's arrays.
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <random>
 #include <string>
 #include <unordered_map>
@@ -15,265 +16,144 @@
 namespace {
 
 using ruvo::detail::oa_hash_check;
-using ruvo::detail::oa_reference_hash;
+using Keys = std::vector<std::string>;
+using Slots = std::vector<int64_t>;
+#define KEY(k) (k).data(), static_cast<uint32_t>((k).size())
 
 std::map<uint64_t, int> g_destroyed;  // value -> times it went through destroy
-size_t g_destroy_calls = 0;
-void count_destroy(uint64_t value) {
-  ++g_destroyed[value];
-  ++g_destroy_calls;
+void count_destroy(uint64_t value) { ++g_destroyed[value]; }
+
+using Table = std::unique_ptr<ruvo_oa_hash_st, void (*)(ruvo_oa_hash_st *)>;
+
+// The slot of each key, read from the arrays; -1 when absent.
+Slots slots_of(const ruvo_oa_hash_st *t, const Keys &keys) {
+  Slots out(keys.size(), -1);
+  for (uint32_t i = 0; i < t->size; ++i)
+    for (size_t j = 0; t->slots[i].psl != 0 && j < keys.size(); ++j)
+      if (std::string(t->slots[i].key->data, t->slots[i].key->len) == keys[j]) out[j] = i;
+  return out;
 }
 
-struct Table {
-  explicit Table(ruvo_oa_destroy_fn fn = count_destroy) : t(ruvo_oa_hash_create(fn)) {
-    g_destroyed.clear();
-    g_destroy_calls = 0;
-  }
-  ~Table() { ruvo_oa_hash_destroy(t); }
-  static uint32_t len(const std::string &k) { return static_cast<uint32_t>(k.size()); }
-  int insert(const std::string &k, uint64_t v) {
-    return ruvo_oa_hash_insert(t, k.data(), len(k), v);
-  }
-  int search(const std::string &k, uint64_t *v = nullptr) const {
-    return ruvo_oa_hash_search(t, k.data(), len(k), v);
-  }
-  int erase(const std::string &k) { return ruvo_oa_hash_delete(t, k.data(), len(k)); }
-  // Slot of a key, or -1, read from the arrays.
-  int64_t slot_of(const std::string &k) const {
-    for (uint32_t i = 0; i < t->size; ++i) {
-      const ruvo_oa_slot_st &s = t->slots[i];
-      if (s.psl != 0 && std::string(s.key->data, s.key->len) == k) return i;
-    }
-    return -1;
-  }
-  ruvo_oa_hash_st *t;
-};
-
-// Keys of 1 to 4 bytes over six byte values, zero included: 1554 keys with
-// many shared homes, and keys that are prefixes of each other.
-std::string random_key(std::mt19937 &rng) {
-  static const char alphabet[] = {'a', 'b', '\0', 'z', '\x7f', '\xff'};
-  std::string k(1 + rng() % 4, ' ');
-  for (char &c : k) c = alphabet[rng() % sizeof alphabet];
-  return k;
-}
-
-// The first `n` keys "k<i>" whose home in a table of `size` slots is `home`.
-std::vector<std::string> keys_with_home(uint32_t size, uint32_t home, size_t n) {
-  std::vector<std::string> out;
+// The first `n` keys "k<i>" whose home in a table of 8 slots is `home`.
+Keys keys_with_home(uint32_t home, size_t n) {
+  Keys out;
   for (uint32_t i = 0; out.size() < n; ++i) {
     const std::string k = "k" + std::to_string(i);
-    if ((oa_reference_hash(k.data(), Table::len(k)) & (size - 1)) == home) out.push_back(k);
+    if ((ruvo::detail::oa_reference_hash(KEY(k)) & 7) == home) out.push_back(k);
   }
   return out;
 }
 
+// Keys of 1 to 4 bytes over six byte values: 1554 keys with many shared
+// homes, zero bytes, prefixes of each other, and 442 that share the full
+// hash with another ("ab" and "bA": a byte up by 1, the next down by 33).
 TEST(OaHash, MatchesUnorderedMapUnderRandomOperations) {
+  static const char alphabet[] = {'a', 'b', 'A', '\0', '\x01', '\xff'};
   std::mt19937 rng(12345);
-  Table tab;
+  Table tab(ruvo_oa_hash_create(count_destroy), ruvo_oa_hash_destroy);
+  ruvo_oa_hash_st *t = tab.get();
   std::unordered_map<std::string, uint64_t> ref;
   std::map<uint64_t, int> left;  // every value that has left the table
-  auto leaves = [&](uint64_t v) { ++left[v]; };
+  size_t peak = 0;               // most entries ever held: fixes the size
   for (uint64_t step = 0; step < 12000; ++step) {
-    const std::string k = random_key(rng);
+    std::string k(1 + rng() % 4, ' ');
+    for (char &c : k) c = alphabet[rng() % sizeof alphabet];
     const unsigned op = rng() % 1000;
-    auto it = ref.find(k);
+    const auto it = ref.find(k);
     const bool found = it != ref.end();
     if (op < 500) {
-      if (found) leaves(it->second);
-      ASSERT_EQ(tab.insert(k, step), found ? 1 : 0);
+      const Slots before = slots_of(t, {k});
+      ASSERT_EQ(ruvo_oa_hash_insert(t, KEY(k), step), found ? 1 : 0);
+      if (found) ++left[it->second];
+      ASSERT_TRUE(!found || slots_of(t, {k}) == before) << "a replaced entry moved: " << step;
       ref[k] = step;
     } else if (op < 750) {
-      ASSERT_EQ(tab.erase(k), found ? 0 : -1);
-      if (found) {
-        leaves(it->second);
-        ref.erase(it);
-      }
+      ASSERT_EQ(ruvo_oa_hash_delete(t, KEY(k)), found ? 0 : -1);
+      if (found) ++left[it->second], ref.erase(it);
     } else if (op < 999) {
       uint64_t v = ~0ull;
-      ASSERT_EQ(tab.search(k, &v), found ? 0 : -1);
+      ASSERT_EQ(ruvo_oa_hash_search(t, KEY(k), &v), found ? 0 : -1);
       ASSERT_EQ(v, found ? it->second : ~0ull);
     } else {
-      for (const auto &e : ref) leaves(e.second);
-      const uint32_t size = tab.t->size;
-      ruvo_oa_hash_clear(tab.t);
+      for (const auto &e : ref) ++left[e.second];
+      ruvo_oa_hash_clear(t);
       ref.clear();
-      ASSERT_EQ(tab.t->size, size);
     }
-    const char *err = oa_hash_check(tab.t);
+    const char *err = oa_hash_check(t);
     ASSERT_EQ(err, nullptr) << err << " after step " << step;
-    ASSERT_EQ(ruvo_oa_hash_count(tab.t), ref.size());
-    ASSERT_EQ(g_destroy_calls, left.size()) << "after step " << step;
+    ASSERT_EQ(ruvo_oa_hash_count(t), ref.size());
+    ASSERT_EQ(g_destroyed.size(), left.size()) << "after step " << step;
+    // Grows when more than half full, never shrinks (not on delete or clear).
+    uint32_t size = 8;
+    for (peak = ref.size() > peak ? ref.size() : peak; peak > size / 2;) size *= 2;
+    ASSERT_EQ(ruvo_oa_hash_size(t), size) << "after step " << step;
   }
-  // Traversal sees exactly the reference's entries.
-  std::map<std::string, uint64_t> seen;
-  ruvo_oa_hash_traverse(
-      tab.t,
-      [](const char *key, uint32_t len, uint64_t value, void *arg) {
-        static_cast<std::map<std::string, uint64_t> *>(arg)->emplace(std::string(key, len), value);
-        return 0;
-      },
-      &seen);
-  EXPECT_EQ(seen, (std::map<std::string, uint64_t>(ref.begin(), ref.end())));
-  EXPECT_GE(ruvo_oa_hash_size(tab.t), 1024u);
-  // The rest leaves with the table; every value went through destroy once.
-  for (const auto &e : ref) leaves(e.second);
-  ruvo_oa_hash_destroy(tab.t);
-  tab.t = nullptr;
+  // Traversal sees exactly the reference's entries, and stops at non-zero.
+  using Map = std::map<std::string, uint64_t>;
+  Map seen;
+  auto collect = [](const char *key, uint32_t len, uint64_t value, void *arg) {
+    static_cast<Map *>(arg)->emplace(std::string(key, len), value);
+    return 0;
+  };
+  ruvo_oa_hash_traverse(t, collect, &seen);
+  EXPECT_EQ(seen, Map(ref.begin(), ref.end()));
+  int calls = 0;
+  auto stop = [](const char *, uint32_t, uint64_t, void *n) { return ++*static_cast<int *>(n); };
+  ruvo_oa_hash_traverse(t, stop, &calls);
+  EXPECT_EQ(calls, 1);
+  // The rest leaves with the table: every value went through destroy once.
+  for (const auto &e : ref) ++left[e.second];
+  tab.reset();
   EXPECT_EQ(g_destroyed, left);
-  for (const auto &[v, n] : g_destroyed) ASSERT_EQ(n, 1) << "value " << v;
-}
-
-TEST(OaHash, GrowsAtMoreThanHalfFullAndNeverShrinks) {
-  Table tab;
-  EXPECT_EQ(ruvo_oa_hash_size(tab.t), 8u);
-  EXPECT_EQ(ruvo_oa_hash_count(tab.t), 0u);
-  const uint32_t size_after[] = {8, 8, 8, 8, 16, 16, 16, 16, 32};
-  for (int i = 0; i < 9; ++i) {
-    ASSERT_EQ(tab.insert("key" + std::to_string(i), i), 0);
-    EXPECT_EQ(ruvo_oa_hash_size(tab.t), size_after[i]) << "after " << i + 1 << " keys";
-  }
-  for (int i = 0; i < 9; ++i) EXPECT_EQ(tab.erase("key" + std::to_string(i)), 0);
-  EXPECT_EQ(ruvo_oa_hash_size(tab.t), 32u);
-}
-
-TEST(OaHash, ReplacingKeepsPlaceAndDestroysOldValue) {
-  Table tab;
-  const auto keys = keys_with_home(8, 3, 3);  // at slots 3, 4, 5
-  for (size_t i = 0; i < keys.size(); ++i) ASSERT_EQ(tab.insert(keys[i], 10 + i), 0);
-  ASSERT_EQ(tab.slot_of(keys[1]), 4);
-  EXPECT_EQ(tab.insert(keys[1], 99), 1);
-  EXPECT_EQ(tab.slot_of(keys[1]), 4);
-  EXPECT_EQ(ruvo_oa_hash_count(tab.t), 3u);
-  EXPECT_EQ(g_destroyed, (std::map<uint64_t, int>{{11, 1}}));
-  uint64_t v = 0;
-  EXPECT_EQ(tab.search(keys[1], &v), 0);
-  EXPECT_EQ(v, 99u);
 }
 
 TEST(OaHash, EqualPslLeavesTheResidentInPlace) {
-  Table tab;
-  const auto two = keys_with_home(8, 2, 2);
-  const auto three = keys_with_home(8, 3, 2);
-  for (const auto &k : {two[0], three[0], three[1], two[1]}) ASSERT_EQ(tab.insert(k, 0), 0);
-  // three[1] queued behind three[0]; two[1] then took slot 3, and three[0],
-  // carried on at psl 2, passed three[1] (also psl 2) rather than displace it.
-  EXPECT_EQ(tab.slot_of(two[0]), 2);
-  EXPECT_EQ(tab.slot_of(two[1]), 3);
-  EXPECT_EQ(tab.slot_of(three[1]), 4);
-  EXPECT_EQ(tab.slot_of(three[0]), 5);
-  EXPECT_EQ(oa_hash_check(tab.t), nullptr);
+  Table tab(ruvo_oa_hash_create(count_destroy), ruvo_oa_hash_destroy);
+  const Keys two = keys_with_home(2, 2), three = keys_with_home(3, 2);
+  for (const auto &k : {two[0], three[0], three[1], two[1]})
+    ASSERT_EQ(ruvo_oa_hash_insert(tab.get(), KEY(k), 0), 0);
+  // two[1] took slot 3 from three[0], which, carried on at psl 2, passed
+  // three[1] (also psl 2) rather than displace it.
+  EXPECT_EQ(slots_of(tab.get(), {two[0], two[1], three[1], three[0]}), (Slots{2, 3, 4, 5}));
 }
 
-TEST(OaHash, KeysAreComparedByLengthAndEveryByte) {
-  Table tab;
-  std::vector<std::string> keys = {std::string("a"), std::string("a\0", 2),
-                                   std::string("a\0\0", 3), std::string("\0a", 2)};
-  // Full-hash twins: raising a byte by 1 and lowering the next by 33 keeps
-  // h * 33 + byte, at every length that the comparison treats apart.
-  for (size_t len = 2; len <= 20; ++len) {
-    keys.emplace_back(len, 'M');
-    for (size_t j = 0; j + 1 < len; ++j) {
-      std::string twin(len, 'M');
-      twin[j] = 'N';
-      twin[j + 1] = 'M' - 33;
-      ASSERT_EQ(oa_reference_hash(twin.data(), Table::len(twin)),
-                oa_reference_hash(keys.back().data(), Table::len(twin)));
-      keys.push_back(twin);
-    }
-  }
-  for (size_t i = 0; i < keys.size(); ++i) ASSERT_EQ(tab.insert(keys[i], i), 0) << i;
-  for (size_t i = 0; i < keys.size(); i += 2) ASSERT_EQ(tab.erase(keys[i]), 0) << i;
-  for (size_t i = 0; i < keys.size(); ++i) {
-    uint64_t v = ~0ull;
-    EXPECT_EQ(tab.search(keys[i], &v), i % 2 == 0 ? -1 : 0) << i;
-    EXPECT_EQ(v, i % 2 == 0 ? ~0ull : i);
-  }
-  EXPECT_EQ(oa_hash_check(tab.t), nullptr);
-  EXPECT_STREQ(tab.t->slots[tab.slot_of(keys[5])].key->data, keys[5].c_str());  // terminated
-}
-
-TEST(OaHash, DeletionShiftsBackAcrossTheWrap) {
-  Table tab;
-  // Three keys at home 6 and one at home 7 take slots 6, 7, 0 and 1.
-  const auto six = keys_with_home(8, 6, 3);
-  const std::string seven = keys_with_home(8, 7, 1)[0];
-  for (uint64_t i = 0; i < 3; ++i) ASSERT_EQ(tab.insert(six[i], i + 1), 0);
-  ASSERT_EQ(tab.insert(seven, 4), 0);
-  EXPECT_EQ(tab.slot_of(six[2]), 0);
-  EXPECT_EQ(tab.slot_of(seven), 1);
-  EXPECT_EQ(tab.t->slots[1].psl, 3u);
-
-  // The second key of home 6 moves home; the run shifts back over the wrap.
-  ASSERT_EQ(tab.erase(six[0]), 0);
-  EXPECT_EQ(tab.slot_of(six[1]), 6);
-  EXPECT_EQ(tab.t->slots[6].psl, 1u);
-  EXPECT_EQ(tab.slot_of(six[2]), 7);
-  EXPECT_EQ(tab.slot_of(seven), 0);
-  EXPECT_EQ(tab.t->slots[1].psl, 0u);
-  EXPECT_EQ(oa_hash_check(tab.t), nullptr);
-
-  ASSERT_EQ(tab.erase(six[2]), 0);  // slot 0 moves back over the wrap into 7
-  EXPECT_EQ(tab.slot_of(seven), 7);
-  EXPECT_EQ(tab.t->slots[7].psl, 1u);
-  EXPECT_EQ(oa_hash_check(tab.t), nullptr);
-  EXPECT_EQ(tab.search(six[1]), 0);
-  EXPECT_EQ(tab.search(seven), 0);
-  EXPECT_EQ(g_destroyed, (std::map<uint64_t, int>{{1, 1}, {3, 1}}));
-}
-
-TEST(OaHash, MissingKeysAndBadArgumentsGiveMinusOne) {
-  Table tab;
-  ASSERT_EQ(tab.insert("present", 5), 0);
-  EXPECT_EQ(tab.erase("absent"), -1);
-  uint64_t v = 0;
-  for (ruvo_oa_hash_st *t : {tab.t, static_cast<ruvo_oa_hash_st *>(nullptr)}) {
-    for (const char *key : {"present", static_cast<const char *>(nullptr)}) {
-      const uint32_t len = t != nullptr && key != nullptr ? 0 : 7;  // one bad argument each
-      EXPECT_EQ(ruvo_oa_hash_insert(t, key, len, 1), -1);
-      EXPECT_EQ(ruvo_oa_hash_search(t, key, len, &v), -1);
-      EXPECT_EQ(ruvo_oa_hash_delete(t, key, len), -1);
-    }
-  }
-  EXPECT_EQ(ruvo_oa_hash_search(tab.t, "present", 7, nullptr), 0);
-  EXPECT_EQ(ruvo_oa_hash_count(tab.t), 1u);
-  EXPECT_TRUE(g_destroyed.empty());
-  EXPECT_EQ(ruvo_oa_hash_count(nullptr), 0u);
-  EXPECT_EQ(ruvo_oa_hash_size(nullptr), 0u);
-  ruvo_oa_hash_clear(nullptr);
-  ruvo_oa_hash_destroy(nullptr);
-  ruvo_oa_hash_traverse(tab.t, nullptr, nullptr);
-}
-
-TEST(OaHash, TraverseStopsAtNonZero) {
-  Table tab(nullptr);
-  for (int i = 0; i < 20; ++i) ASSERT_EQ(tab.insert(std::to_string(i), i), 0);
-  int calls = 0;
-  auto stop = [](const char *, uint32_t, uint64_t, void *arg) {
-    return ++*static_cast<int *>(arg);
-  };
-  ruvo_oa_hash_traverse(tab.t, stop, &calls);
-  EXPECT_EQ(calls, 1);
-}
-
-std::string psl_dbg_output(const ruvo_oa_hash_st *t) {
+std::string psl_lines(const ruvo_oa_hash_st *t) {
   testing::internal::CaptureStdout();
   ruvo_oa_hash_psl_dbg(t);
   return testing::internal::GetCapturedStdout();
 }
 
-TEST(OaHash, PslStatisticsLines) {
-  Table tab;
-  EXPECT_EQ(psl_dbg_output(tab.t), "");
-  EXPECT_EQ(psl_dbg_output(nullptr), "");
-  const auto two = keys_with_home(8, 2, 3);
-  ASSERT_EQ(tab.insert(two[0], 1), 0);
-  ASSERT_EQ(tab.insert(keys_with_home(8, 4, 1)[0], 2), 0);
-  EXPECT_EQ(psl_dbg_output(tab.t), "PSL 0: 6\nPSL 1: 2\n");
-  // Two more at home 2 take slots 3 and 4 and push the home-4 key to 5.
-  ASSERT_EQ(tab.insert(two[1], 3), 0);
-  ASSERT_EQ(tab.insert(two[2], 4), 0);
-  EXPECT_EQ(psl_dbg_output(tab.t), "PSL 0: 4\nPSL 1: 1\nPSL 2: 2\nPSL 3: 1\n");
+// Three keys at home 6 and one at home 7 fill slots 6, 7, 0 and 1.
+TEST(OaHash, DeletionShiftsBackAcrossTheWrapAndPslLinesFollow) {
+  Table tab(ruvo_oa_hash_create(count_destroy), ruvo_oa_hash_destroy);
+  const Keys six = keys_with_home(6, 3), keys = {six[0], six[1], six[2], keys_with_home(7, 1)[0]};
+  EXPECT_EQ(psl_lines(tab.get()) + psl_lines(nullptr), "");  // nothing for empty or NULL
+  for (uint64_t i = 0; i < 4; ++i) ASSERT_EQ(ruvo_oa_hash_insert(tab.get(), KEY(keys[i]), i), 0);
+  EXPECT_EQ(slots_of(tab.get(), keys), (Slots{6, 7, 0, 1}));
+  EXPECT_EQ(psl_lines(tab.get()), "PSL 0: 4\nPSL 1: 1\nPSL 2: 1\nPSL 3: 2\n");
+  ASSERT_EQ(ruvo_oa_hash_delete(tab.get(), KEY(keys[0])), 0);  // the run moves back over the wrap
+  EXPECT_EQ(slots_of(tab.get(), keys), (Slots{-1, 6, 7, 0}));
+  EXPECT_EQ(psl_lines(tab.get()), "PSL 0: 5\nPSL 1: 1\nPSL 2: 2\n");
+  ASSERT_EQ(ruvo_oa_hash_delete(tab.get(), KEY(keys[2])), 0);  // slot 0 moves back into 7
+  EXPECT_EQ(slots_of(tab.get(), keys), (Slots{-1, 6, -1, 7}));
+  EXPECT_EQ(psl_lines(tab.get()), "PSL 0: 6\nPSL 1: 2\n");
+  EXPECT_EQ(oa_hash_check(tab.get()), nullptr);
+  EXPECT_EQ(g_destroyed, (std::map<uint64_t, int>{{0, 1}, {2, 1}}));
+}
+
+TEST(OaHash, NullTableNullKeyOrZeroLengthGiveMinusOne) {
+  Table tab(ruvo_oa_hash_create(nullptr), ruvo_oa_hash_destroy);  // values just go
+  ASSERT_EQ(ruvo_oa_hash_insert(tab.get(), "present", 7, 5), 0);
+  const struct { ruvo_oa_hash_st *t; const char *key; uint32_t len; } bad[] = {
+      {tab.get(), "present", 0}, {tab.get(), nullptr, 7}, {nullptr, "present", 7}};
+  for (const auto &b : bad)
+    EXPECT_EQ(ruvo_oa_hash_insert(b.t, b.key, b.len, 1) + ruvo_oa_hash_delete(b.t, b.key, b.len) +
+                  ruvo_oa_hash_search(b.t, b.key, b.len, nullptr), -3);
+  EXPECT_EQ(ruvo_oa_hash_search(tab.get(), "present", 7, nullptr), 0);  // value not wanted
+  EXPECT_EQ(ruvo_oa_hash_count(nullptr) + ruvo_oa_hash_size(nullptr), 0u);
+  ruvo_oa_hash_clear(nullptr);
+  ruvo_oa_hash_destroy(nullptr);
+  ruvo_oa_hash_traverse(tab.get(), nullptr, nullptr);
 }
 
 }  // namespace
