@@ -323,7 +323,8 @@ RUVO_API size_t ruvo_str_strlcpy(char *dst, const char *src, size_t size) noexce
   if (size == 0) return 0;
   const size_t n = std::strlen(src);
   const size_t copy = n < size ? n : size - 1;
-  std::memcpy(dst, src, copy);
+  // memmove, as ruvo_strlcpy does: a copy within one buffer stays defined.
+  std::memmove(dst, src, copy);
   dst[copy] = '\0';
   return n;
 }
