@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdint>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "ruvo/base/plist.h"
@@ -11,141 +11,75 @@
 namespace {
 
 // Callers embed the node and link it themselves: its layout is fixed.
-static_assert(offsetof(ruvo_plist_node_st, next) == 0);
+static_assert(offsetof(ruvo_plist_node_st, next) == 0 &&
+              sizeof(ruvo_plist_node_st) == 2 * sizeof(void *));
 static_assert(offsetof(ruvo_plist_node_st, priority) == sizeof(void *));
-static_assert(sizeof(ruvo_plist_node_st) == 2 * sizeof(void *));
 
-std::vector<const ruvo_plist_node_st *> walk(const ruvo_plist_node_st &head) {
-  std::vector<const ruvo_plist_node_st *> out;
-  for (const ruvo_plist_node_st *n = head.next; n != nullptr; n = n->next) out.push_back(n);
+struct Owned {
+  ruvo_plist_node_st link;  // first member: a node is its record
+  int id;
+};
+std::vector<int> ids(const ruvo_plist_node_st &head) {
+  std::vector<int> out;
+  for (auto *n = head.next; n != nullptr; n = n->next)
+    out.push_back(reinterpret_cast<const Owned *>(n)->id);
   return out;
 }
 
-TEST(PriorityList, HeadInitMakesAnEmptyList) {
-  ruvo_plist_node_st head{reinterpret_cast<ruvo_plist_node_st *>(uintptr_t{8}), 3};
-  ruvo_plist_head_init(&head);
-  EXPECT_EQ(head.next, nullptr);
-  EXPECT_EQ(head.priority, 0x7FFFFFFF);
-  EXPECT_EQ(RUVO_PLIST_HEAD_PRIORITY, 0x7FFFFFFF);
+// Records every node it is given and frees (and takes out) the odd ones.
+int32_t free_odd(ruvo_plist_node_st *node, void *seen) {
+  auto *o = reinterpret_cast<Owned *>(node);
+  static_cast<std::vector<int> *>(seen)->push_back(o->id);
+  if (o->id % 2 == 0) return 0;
+  delete o;
+  return 1;
 }
 
-TEST(PriorityList, EqualPrioritiesPutTheNewestFirst) {
-  ruvo_plist_node_st head, a{nullptr, 5}, b{nullptr, 7}, c{nullptr, 5};
+TEST(PriorityList, EqualPrioritiesPutTheNewestFirstAndNullArgumentsDoNothing) {
+  ruvo_plist_node_st head{&head, 3};
+  Owned a{{nullptr, 5}, 1}, b{{nullptr, 7}, 2}, c{{nullptr, 5}, 3};
   ruvo_plist_head_init(&head);
-  ruvo_plist_add(&a, &head);
-  ruvo_plist_add(&b, &head);
-  ruvo_plist_add(&c, &head);
-  EXPECT_EQ(walk(head), (std::vector<const ruvo_plist_node_st *>{&b, &c, &a}));
+  EXPECT_EQ(head.priority, RUVO_PLIST_HEAD_PRIORITY);
+  ruvo_plist_head_init(nullptr);
+  ruvo_plist_add(nullptr, &head);
+  ruvo_plist_add(&a.link, nullptr);
+  for (Owned *o : {&a, &b, &c}) ruvo_plist_add(&o->link, &head);
+  ruvo_plist_del(nullptr, free_odd, nullptr);
+  ruvo_plist_del(&head, nullptr, nullptr);
+  EXPECT_EQ(ids(head), (std::vector<int>{2, 3, 1}));  // 7, the second 5, the first 5
 }
 
-TEST(PriorityList, AddToEmptyListLeavesTheNodesLinkAlone) {
-  ruvo_plist_node_st head, sentinel{nullptr, 0};
-  ruvo_plist_node_st node{&sentinel, 1};
-  ruvo_plist_head_init(&head);
-  ruvo_plist_add(&node, &head);
-  EXPECT_EQ(head.next, &node);
-  EXPECT_EQ(node.next, &sentinel);
-}
-
-TEST(PriorityList, ExtremePrioritiesKeepTheirPlace) {
-  ruvo_plist_node_st head, top{nullptr, INT32_MAX}, bottom{nullptr, INT32_MIN}, mid{nullptr, 0};
-  ruvo_plist_head_init(&head);
-  ruvo_plist_add(&mid, &head);
-  ruvo_plist_add(&bottom, &head);
-  ruvo_plist_add(&top, &head);
-  EXPECT_EQ(walk(head), (std::vector<const ruvo_plist_node_st *>{&top, &mid, &bottom}));
-}
-
-// Against a reference: each node goes in front of the first one whose
-// priority is less than or equal to its own.
+// A node goes in front of the first one whose priority is less than or equal to its own.
 TEST(PriorityList, RandomInsertionsMatchReference) {
   std::mt19937 rng(99);
-  std::vector<ruvo_plist_node_st> nodes(2000);
+  std::vector<Owned> nodes(2000);
   ruvo_plist_node_st head;
   ruvo_plist_head_init(&head);
-  std::vector<const ruvo_plist_node_st *> ref;
-  for (auto &n : nodes) {
-    n.next = nullptr;
-    n.priority = static_cast<int32_t>(rng() % 50) - 25;
-    ruvo_plist_add(&n, &head);
-    auto at = std::find_if(ref.begin(), ref.end(),
-                           [&](const ruvo_plist_node_st *o) { return o->priority <= n.priority; });
-    ref.insert(at, &n);
+  std::vector<int> ref;
+  for (int k = 0; k < 2000; ++k) {
+    const int32_t p = static_cast<int32_t>(rng() % 52) - 25;  // both extremes now and then
+    nodes[k] = {{nullptr, p == 26 ? INT32_MAX : p == -25 ? INT32_MIN : p}, k};
+    ruvo_plist_add(&nodes[k].link, &head);
+    const int32_t mine = nodes[k].link.priority;
+    ref.insert(
+        std::find_if(ref.begin(), ref.end(), [&](int o) { return nodes[o].link.priority <= mine; }),
+        k);
   }
-  EXPECT_EQ(walk(head), ref);
+  EXPECT_EQ(ids(head), ref);
 }
 
-TEST(PriorityList, NullArgumentsDoNothing) {
-  ruvo_plist_node_st head, node{nullptr, 1};
-  ruvo_plist_head_init(nullptr);
-  ruvo_plist_head_init(&head);
-  ruvo_plist_add(nullptr, &head);
-  ruvo_plist_add(&node, nullptr);
-  EXPECT_EQ(head.next, nullptr);
-  ruvo_plist_add(&node, &head);
-  ruvo_plist_del(nullptr, [](ruvo_plist_node_st *, void *) -> int32_t { return 1; }, nullptr);
-  ruvo_plist_del(&head, nullptr, nullptr);
-  EXPECT_EQ(head.next, &node);
-}
-
-// A heap node that counts how often the match function frees it.
-struct Owned {
-  ruvo_plist_node_st link;
-  int id;
-};
-int g_freed = 0;
-
-int32_t free_all(ruvo_plist_node_st *node, void *arg) {
-  EXPECT_EQ(arg, &g_freed);
-  delete reinterpret_cast<Owned *>(node);  // `link` is the first member
-  ++g_freed;
-  return 1;
-}
-
-int32_t free_odd_ids(ruvo_plist_node_st *node, void *arg) {
-  auto *seen = static_cast<std::vector<int> *>(arg);
-  auto *owned = reinterpret_cast<Owned *>(node);
-  seen->push_back(owned->id);
-  if (owned->id % 2 == 0) return 0;
-  delete owned;
-  ++g_freed;
-  return 1;
-}
-
-TEST(PriorityList, DeleteAllWithFreeingMatchEmptiesTheList) {
+TEST(PriorityList, DeleteWithAFreeingMatchVisitsEachNodeOnceAndKeepsTheRestInOrder) {
   ruvo_plist_node_st head;
   ruvo_plist_head_init(&head);
-  for (int k = 0; k < 10; ++k) ruvo_plist_add(&(new Owned{{nullptr, k % 3}, k})->link, &head);
-  g_freed = 0;
-  ruvo_plist_del(&head, free_all, &g_freed);
-  EXPECT_EQ(head.next, nullptr);
-  EXPECT_EQ(g_freed, 10);
-}
-
-TEST(PriorityList, DeleteSomeVisitsEachNodeOnceAndKeepsTheRestInOrder) {
-  ruvo_plist_node_st head;
-  ruvo_plist_head_init(&head);
-  std::mt19937 rng(5);
-  for (int k = 0; k < 40; ++k) {
-    ruvo_plist_add(&(new Owned{{nullptr, static_cast<int32_t>(rng() % 8)}, k})->link, &head);
-  }
-  std::vector<int> before;
-  for (auto *n : walk(head)) before.push_back(reinterpret_cast<const Owned *>(n)->id);
-
-  std::vector<int> seen;
-  g_freed = 0;
-  ruvo_plist_del(&head, free_odd_ids, &seen);
+  for (int k = 0; k < 40; ++k) ruvo_plist_add(&(new Owned{{nullptr, k % 7}, k})->link, &head);
+  std::vector<int> before = ids(head), seen, even;
+  std::copy_if(before.begin(), before.end(), std::back_inserter(even),
+               [](int id) { return id % 2 == 0; });
+  ruvo_plist_del(&head, free_odd, &seen);
   EXPECT_EQ(seen, before);
-  EXPECT_EQ(g_freed, 20);
-
-  std::vector<int> kept, expected;
-  for (int id : before) {
-    if (id % 2 == 0) expected.push_back(id);
-  }
-  for (auto *n : walk(head)) kept.push_back(reinterpret_cast<const Owned *>(n)->id);
-  EXPECT_EQ(kept, expected);
-  ruvo_plist_del(&head, free_all, &g_freed);
-  EXPECT_EQ(g_freed, 40);
+  EXPECT_EQ(ids(head), even);
+  while (head.next != nullptr)
+    delete reinterpret_cast<Owned *>(std::exchange(head.next, head.next->next));
 }
 
 }  // namespace

@@ -31,7 +31,8 @@ constexpr size_t kNodeBytes = 56;
 
 // The default order, exported as a function pointer in `cmp` so that callers
 // see a complete record. The searches recognise it and inline the body.
-int32_t default_cmp(const void *a, uint32_t a_len, const void *b, uint32_t b_len) noexcept {
+int32_t ruvo_rbtree_default_cmp(const void *a, uint32_t a_len, const void *b,
+                                uint32_t b_len) noexcept {
   return ruvo::detail::rbtree_byte_cmp(a, a_len, b, b_len);
 }
 
@@ -52,7 +53,7 @@ struct caller_cmp {
 // inlined when the tree uses it, the caller's function otherwise.
 template <class Body>
 inline auto with_cmp(const ruvo_rbtree_st *tree, Body &&body) noexcept {
-  if (tree->cmp == &default_cmp) return body(inline_cmp{});
+  if (tree->cmp == &ruvo_rbtree_default_cmp) return body(inline_cmp{});
   return body(caller_cmp{tree->cmp});
 }
 
@@ -319,7 +320,7 @@ RUVO_API ruvo_rbtree_st *ruvo_rbtree_create(ruvo_rbtree_destroy_fn destroy, ruvo
                                             uint32_t flags) noexcept {
   auto *t = static_cast<ruvo_rbtree_st *>(ruvo_zero_malloc(sizeof(ruvo_rbtree_st)));
   t->flags = flags;
-  t->cmp = cmp != nullptr ? cmp : &default_cmp;
+  t->cmp = cmp != nullptr ? cmp : &ruvo_rbtree_default_cmp;
   t->destroy = destroy;
   return t;
 }

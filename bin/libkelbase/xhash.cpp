@@ -7,12 +7,23 @@
 // steps allow up to five elements per slot.
 #include "ruvo/base/xhash.h"
 
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "ruvo/base/memory.h"
 #include "xhash_impl.hpp"
+
+// Callers read elements in place, so the public record's layout is fixed.
+static_assert(offsetof(ruvo_xhash_elem_st, key) == 0);
+static_assert(offsetof(ruvo_xhash_elem_st, value) == sizeof(void *));
+static_assert(offsetof(ruvo_xhash_elem_st, key_len) == 2 * sizeof(void *));
+static_assert(offsetof(ruvo_xhash_elem_st, hash) == 2 * sizeof(void *) + 4);
+static_assert(offsetof(ruvo_xhash_elem_st, chain_next) == 2 * sizeof(void *) + 8);
+static_assert(offsetof(ruvo_xhash_elem_st, list_next) == 3 * sizeof(void *) + 8);
+static_assert(offsetof(ruvo_xhash_elem_st, list_prev) == 4 * sizeof(void *) + 8);
+static_assert(sizeof(ruvo_xhash_elem_st) == 5 * sizeof(void *) + 8);
 
 namespace {
 

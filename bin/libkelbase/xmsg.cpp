@@ -130,8 +130,8 @@ __attribute__((target("avx2"))) uint32_t avx2_impl(const uint8_t *src, uint8_t *
   }
   uint32_t total = 0;
   for (int k = 0; k < 4; ++k) {
-    alignas(32) uint32_t lane[8];
-    _mm256_store_si256(reinterpret_cast<__m256i *>(lane), acc[k]);
+    uint32_t lane[8];
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(lane), acc[k]);
     for (uint32_t j = 0; j < 8; ++j) {
       total += lane[j] * pow33(kBlock - 4 - 32 * static_cast<uint32_t>(k) - 4 * j);
     }
@@ -182,7 +182,7 @@ uint32_t hash_avx2(const uint8_t *src, uint8_t *dst, size_t n, uint32_t h) noexc
 kernel_set available_kernels() noexcept { return {&hash_scalar, nullptr, nullptr}; }
 #endif
 
-uint32_t hash(const uint8_t *src, size_t n, uint32_t h) noexcept {
+uint32_t ruvo_xmsg_hash(const uint8_t *src, size_t n, uint32_t h) noexcept {
   static const hash_kernel best = pick_best();
   return best(src, nullptr, n, h);
 }

@@ -103,8 +103,10 @@ struct kernel_set {
 };
 kernel_set available_kernels() noexcept;
 
-// The best kernel of this machine.
-uint32_t hash(const uint8_t *src, size_t n, uint32_t h = kHashStart) noexcept;
+// The message hash by the best kernel of this machine, for the packed
+// checksum; hash_copy also copies the bytes to `dst` in the same pass. Key
+// slots use hash_bytewise: keys are short, and it gives the same value.
+uint32_t ruvo_xmsg_hash(const uint8_t *src, size_t n, uint32_t h = kHashStart) noexcept;
 uint32_t hash_copy(const uint8_t *src, uint8_t *dst, size_t n, uint32_t h = kHashStart) noexcept;
 
 }  // namespace ruvo::xmsg

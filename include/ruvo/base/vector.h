@@ -4,9 +4,9 @@
  *
  * An item is one pointer-sized value, stored as it is: the vector never looks
  * behind it and owns nothing it may point to. A null item cannot be stored,
- * so null from an accessor always means "none". The array grows by doubling; running out of
- * memory is reported as RUVO_E_NOMEM and leaves the vector as it was. No
- * operation locks: the owner serialises access.
+ * so null from an accessor always means "none". The array grows by doubling;
+ * running out of memory is reported as RUVO_E_NOMEM and leaves the vector as
+ * it was. No operation locks: the owner serialises access.
  */
 #ifndef RUVO_BASE_VECTOR_H
 #define RUVO_BASE_VECTOR_H

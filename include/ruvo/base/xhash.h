@@ -50,11 +50,11 @@ typedef struct ruvo_xhash_st ruvo_xhash_st;
  * interface. With copied keys the key bytes follow the record in the same
  * allocation. */
 typedef struct ruvo_xhash_elem_st {
-  struct ruvo_xhash_elem_st *chain_next; /* next element in the same slot */
-  uint32_t hash;                         /* full hash of the key */
-  int32_t key_len;                       /* key length in bytes */
   const void *key;                       /* the inline copy, or the caller's bytes */
   void *value;                           /* the value, owned as the free function says */
+  int32_t key_len;                       /* key length in bytes */
+  uint32_t hash;                         /* full hash of the key */
+  struct ruvo_xhash_elem_st *chain_next; /* next element in the same slot */
   struct ruvo_xhash_elem_st *list_next;  /* insertion-order list, circular through the table */
   struct ruvo_xhash_elem_st *list_prev;
 } ruvo_xhash_elem_st;

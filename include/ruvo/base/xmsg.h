@@ -56,8 +56,9 @@ typedef struct ruvo_xmsg_iter_st {
 } ruvo_xmsg_iter_st;
 
 /* A new message with one reference, whose element 0 holds `creator` (NULL
- * stands for "(null)"; text past 65535 bytes is cut) with its terminating
- * zero. NULL when memory runs out. */
+ * stands for "(null)") with a terminating zero. The text's length is taken
+ * modulo 65536: a longer text keeps only that many leading bytes, so one of
+ * exactly 65536 bytes gives an empty creator. NULL when memory runs out. */
 RUVO_API ruvo_xmsg_st *ruvo_xmsg_new(const char *creator) RUVO_NOEXCEPT;
 
 /* Appends an element with a copy of the key and the value; an existing
@@ -119,9 +120,9 @@ RUVO_API void *ruvo_xmsg_pack_aux(const ruvo_xmsg_st *msg, uint32_t *out_len) RU
 /* A new message with one reference from a wire image of `len` bytes; bytes
  * past the image are ignored, and so is the magic. NULL when the image is
  * shorter than its header says, when the checksum differs, when its elements
- * do not tile the data exactly (a key length of 0, a stride past the end, a
- * missing terminator), when memory runs out, or for NULL. The buffer is only
- * read, and never outside its `len` bytes. */
+ * do not tile the data exactly (no element at all, a key length of 0, a
+ * stride past the end, a missing terminator), when memory runs out, or for
+ * NULL. The buffer is only read, and never outside its `len` bytes. */
 RUVO_API ruvo_xmsg_st *ruvo_xmsg_unpack(const void *buf, uint32_t len) RUVO_NOEXCEPT;
 
 /* An independent copy with one reference. NULL when memory runs out or for
