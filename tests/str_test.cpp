@@ -184,6 +184,12 @@ TEST(StrUtilHex, WritesLowerCaseDigitsAndRefusesSmallBuffers) {
   EXPECT_EQ(ruvo_str_bin2hexstr(bytes.data(), 0x7FFFFFFF, out.data(), 0x7FFFFFFF), RUVO_E_SMALL);  // no wrap
 }
 
+TEST(StrUtilBounded, StrlcpyCopiesWithinOneBuffer) {
+  char text[16] = "abcdef";
+  EXPECT_EQ(ruvo_str_strlcpy(text + 1, text, 8), 6u);
+  EXPECT_STREQ(text, "aabcdef");
+}
+
 TEST(StrUtilBounded, FormatAndCopiesCutTerminateAndNeverPassTheSize) {
   char b[8] = "#######";
   EXPECT_EQ(ruvo_str_snprintf(b, 4, "%s", "abcdef"), 3);
