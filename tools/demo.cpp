@@ -2,10 +2,15 @@
 #include <cstdint>
 #include <cstdio>
 
+#include <cstring>
+
 #include "ruvo/base/log.h"
 #include "ruvo/base/memory.h"
+#include "ruvo/base/rbtree.h"
 #include "ruvo/base/str.h"
 #include "ruvo/base/vector.h"
+#include "ruvo/base/xhash.h"
+#include "ruvo/base/xmsg.h"
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -54,6 +59,52 @@ void show_vector() {
   ruvo_vector_destroy(v);
 }
 
+int32_t print_setting(const void *key, int32_t key_len, void *value, void *) {
+  std::printf("  %.*s = %s\n", static_cast<int>(key_len), static_cast<const char *>(key),
+              static_cast<const char *>(value));
+  return 0;
+}
+
+// A settings line split into pairs, kept in a chained hash (insertion order)
+// and in a red-black tree (key order), then sent as a keyed message.
+void show_maps_and_message() {
+  std::printf("== split, chained hash, red-black tree, keyed message\n");
+  int32_t count = 0;
+  char **tokens = ruvo_str_split("port=8080; host=vm; level=2; mode=service", "; ", &count);
+  ruvo_xhash_st *table = ruvo_xhash_create(nullptr, nullptr);
+  ruvo_rbtree_st *tree = ruvo_rbtree_create(nullptr, nullptr, 0);
+  ruvo_xmsg_st *msg = ruvo_xmsg_new("demo");
+  for (int32_t i = 0; i < count; ++i) {
+    char *eq = std::strchr(tokens[i], '=');
+    if (eq == nullptr) continue;
+    *eq = '\0';
+    const auto key_len = static_cast<uint32_t>(eq - tokens[i]);
+    ruvo_xhash_insert(table, tokens[i], static_cast<int32_t>(key_len), eq + 1);
+    ruvo_rbtree_insert(tree, tokens[i], key_len, eq + 1);
+    ruvo_xmsg_add(msg, tokens[i], static_cast<uint16_t>(key_len), eq + 1,
+                  static_cast<uint32_t>(std::strlen(eq + 1)));
+  }
+  std::printf(" %d tokens; the hash walks them in insertion order:\n", count);
+  ruvo_xhash_walk(table, nullptr, &print_setting);
+  std::printf(" the tree from lower_bound(\"i\") on, in key order:");
+  for (auto *node = ruvo_rbtree_lower_bound(tree, "i", 1); node != nullptr; node = ruvo_rbtree_next(node))
+    std::printf(" %.*s", static_cast<int>(node->key_len), reinterpret_cast<const char *>(node->key));
+  uint32_t wire_len = 0;
+  void *wire = ruvo_xmsg_pack_aux(msg, &wire_len);
+  ruvo_xmsg_st *received = wire != nullptr ? ruvo_xmsg_unpack(wire, wire_len) : nullptr;
+  uint32_t value_len = 0;
+  const void *host = received != nullptr ? ruvo_xmsg_get(received, "host", 4, &value_len, nullptr) : nullptr;
+  std::printf("\n the message packs to %u bytes; unpacked from %s, host = %.*s\n", wire_len,
+              received != nullptr ? ruvo_xmsg_get_creator(received) : "?",
+              static_cast<int>(value_len), host != nullptr ? static_cast<const char *>(host) : "");
+  ruvo_xmsg_release(received);
+  ruvo_free_(wire);
+  ruvo_xmsg_release(msg);
+  ruvo_rbtree_destroy(tree);
+  ruvo_xhash_destroy(table);
+  ruvo_str_split_free(tokens);
+}
+
 #if defined(_WIN32)
 // Reads this process's tag table the way another process would: by name.
 uint32_t tag_count(uint32_t slot) {
@@ -88,6 +139,7 @@ void show_tagged_heap() {
 int main() {
   show_log();
   show_vector();
+  show_maps_and_message();
 #if defined(_WIN32)
   show_tagged_heap();
 #endif
