@@ -4,6 +4,8 @@
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 cd "$top"
+# Wine keeps its prefix under $HOME; a bare environment may not set it.
+export HOME=${HOME:-$(getent passwd "$(id -u)" | cut -d: -f6)}
 tools/install-deps.sh windows
 cmake --preset windows >/dev/null
 cmake --build --preset windows --target ruvobase ruvo_demo

@@ -3,6 +3,8 @@
 # usage: tools/install-deps.sh [windows|native|all]   (default: all)
 set -euo pipefail
 what=${1:-all}
+# Wine keeps its prefix under $HOME; a bare environment may not set it.
+export HOME=${HOME:-$(getent passwd "$(id -u)" | cut -d: -f6)}
 
 common=(cmake make g++ python3 googletest)
 windows=(g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine wine64)

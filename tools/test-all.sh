@@ -5,6 +5,8 @@
 set -uo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 cd "$top"
+# Wine keeps its prefix under $HOME; a bare environment may not set it.
+export HOME=${HOME:-$(getent passwd "$(id -u)" | cut -d: -f6)}
 fuzz_seconds=${RUVO_FUZZ_SECONDS:-20}
 
 tools/install-deps.sh all || exit 1
