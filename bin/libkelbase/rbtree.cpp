@@ -96,23 +96,21 @@ inline void replace_child(ruvo_rbtree_st *t, node_t *parent, const node_t *from,
   else parent->right = to;
 }
 
-void rotate_left(ruvo_rbtree_st *t, node_t *x) noexcept {
-  node_t *y = x->right;
-  x->right = y->left;
-  if (y->left != nullptr) y->left->parent = x;
-  y->parent = x->parent;
-  replace_child(t, x->parent, x, y);
-  y->left = x;
-  x->parent = y;
-}
+// The fix-ups below are written once for a node on the left of its parent;
+// `side` says which side it really is, and every left and right follows.
+constexpr int kLeft = 0;
+constexpr int kRight = 1;
 
-void rotate_right(ruvo_rbtree_st *t, node_t *x) noexcept {
-  node_t *y = x->left;
-  x->left = y->right;
-  if (y->right != nullptr) y->right->parent = x;
+inline node_t *&child(node_t *n, int side) noexcept { return side == kLeft ? n->left : n->right; }
+
+// Moves `x` down to its `side`; its child on the other side takes its place.
+void rotate(ruvo_rbtree_st *t, node_t *x, int side) noexcept {
+  node_t *y = child(x, !side);
+  child(x, !side) = child(y, side);
+  if (child(y, side) != nullptr) child(y, side)->parent = x;
   y->parent = x->parent;
   replace_child(t, x->parent, x, y);
-  y->right = x;
+  child(y, side) = x;
   x->parent = y;
 }
 
@@ -120,39 +118,22 @@ void insert_fixup(ruvo_rbtree_st *t, node_t *z) noexcept {
   while (is_red(z->parent)) {
     node_t *p = z->parent;
     node_t *g = p->parent;  // a red parent is never the root, so g exists
-    if (p == g->left) {
-      node_t *u = g->right;
-      if (is_red(u)) {
-        p->color = u->color = RUVO_RBTREE_BLACK;
-        g->color = RUVO_RBTREE_RED;
-        z = g;
-        continue;
-      }
-      if (z == p->right) {
-        rotate_left(t, p);
-        z = p;
-        p = z->parent;
-      }
-      p->color = RUVO_RBTREE_BLACK;
+    const int side = p == g->left ? kLeft : kRight;
+    node_t *u = child(g, !side);
+    if (is_red(u)) {
+      p->color = u->color = RUVO_RBTREE_BLACK;
       g->color = RUVO_RBTREE_RED;
-      rotate_right(t, g);
-    } else {
-      node_t *u = g->left;
-      if (is_red(u)) {
-        p->color = u->color = RUVO_RBTREE_BLACK;
-        g->color = RUVO_RBTREE_RED;
-        z = g;
-        continue;
-      }
-      if (z == p->left) {
-        rotate_right(t, p);
-        z = p;
-        p = z->parent;
-      }
-      p->color = RUVO_RBTREE_BLACK;
-      g->color = RUVO_RBTREE_RED;
-      rotate_left(t, g);
+      z = g;
+      continue;
     }
+    if (z == child(p, !side)) {
+      rotate(t, p, side);
+      z = p;
+      p = z->parent;
+    }
+    p->color = RUVO_RBTREE_BLACK;
+    g->color = RUVO_RBTREE_RED;
+    rotate(t, g, !side);
   }
   t->root->color = RUVO_RBTREE_BLACK;
 }
@@ -161,57 +142,31 @@ void insert_fixup(ruvo_rbtree_st *t, node_t *z) noexcept {
 // separately.
 void delete_fixup(ruvo_rbtree_st *t, node_t *x, node_t *parent) noexcept {
   while (x != t->root && !is_red(x)) {
-    if (x == parent->left) {
-      node_t *w = parent->right;  // a removed black node leaves x a sibling
-      if (is_red(w)) {
-        w->color = RUVO_RBTREE_BLACK;
-        parent->color = RUVO_RBTREE_RED;
-        rotate_left(t, parent);
-        w = parent->right;
-      }
-      if (!is_red(w->left) && !is_red(w->right)) {
-        w->color = RUVO_RBTREE_RED;
-        x = parent;
-        parent = x->parent;
-        continue;
-      }
-      if (!is_red(w->right)) {
-        w->left->color = RUVO_RBTREE_BLACK;
-        w->color = RUVO_RBTREE_RED;
-        rotate_right(t, w);
-        w = parent->right;
-      }
-      w->color = parent->color;
-      parent->color = RUVO_RBTREE_BLACK;
-      w->right->color = RUVO_RBTREE_BLACK;
-      rotate_left(t, parent);
-      x = t->root;
-    } else {
-      node_t *w = parent->left;
-      if (is_red(w)) {
-        w->color = RUVO_RBTREE_BLACK;
-        parent->color = RUVO_RBTREE_RED;
-        rotate_right(t, parent);
-        w = parent->left;
-      }
-      if (!is_red(w->left) && !is_red(w->right)) {
-        w->color = RUVO_RBTREE_RED;
-        x = parent;
-        parent = x->parent;
-        continue;
-      }
-      if (!is_red(w->left)) {
-        w->right->color = RUVO_RBTREE_BLACK;
-        w->color = RUVO_RBTREE_RED;
-        rotate_left(t, w);
-        w = parent->left;
-      }
-      w->color = parent->color;
-      parent->color = RUVO_RBTREE_BLACK;
-      w->left->color = RUVO_RBTREE_BLACK;
-      rotate_right(t, parent);
-      x = t->root;
+    const int side = x == parent->left ? kLeft : kRight;
+    node_t *w = child(parent, !side);  // a removed black node leaves x a sibling
+    if (is_red(w)) {
+      w->color = RUVO_RBTREE_BLACK;
+      parent->color = RUVO_RBTREE_RED;
+      rotate(t, parent, side);
+      w = child(parent, !side);
     }
+    if (!is_red(w->left) && !is_red(w->right)) {
+      w->color = RUVO_RBTREE_RED;
+      x = parent;
+      parent = x->parent;
+      continue;
+    }
+    if (!is_red(child(w, !side))) {
+      child(w, side)->color = RUVO_RBTREE_BLACK;
+      w->color = RUVO_RBTREE_RED;
+      rotate(t, w, !side);
+      w = child(parent, !side);
+    }
+    w->color = parent->color;
+    parent->color = RUVO_RBTREE_BLACK;
+    child(w, !side)->color = RUVO_RBTREE_BLACK;
+    rotate(t, parent, side);
+    x = t->root;
   }
   if (x != nullptr) x->color = RUVO_RBTREE_BLACK;
 }
