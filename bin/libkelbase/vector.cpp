@@ -3,6 +3,7 @@
 // wrappers and a failed allocation leaves the vector as it was.
 #include "ruvo/base/vector.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <utility>
@@ -55,18 +56,48 @@ int64_t partition(void **items, int64_t low, int64_t high,
   return i;
 }
 
-// Recursing only into the smaller side keeps the depth below log2(n) even on
-// sorted or reverse-sorted input, where one side is always empty; the larger
-// side is taken by the loop.
-void sort_range(void **items, int64_t low, int64_t high,
-                ruvo_vector_cmp_fn compare) noexcept {
+// Moves the median of the first, middle and last items into the first
+// place, where the partition takes its pivot: sorted, reverse-sorted and
+// organ-pipe inputs then split near the middle instead of losing one item a
+// pass.
+void median_first(void **items, int64_t low, int64_t high, ruvo_vector_cmp_fn compare) noexcept {
+  const int64_t mid = low + (high - low) / 2;
+  void *a = items[low], *b = items[mid], *c = items[high];
+  int64_t median;
+  if (compare(a, b) < 0) {
+    median = compare(b, c) < 0 ? mid : (compare(a, c) < 0 ? high : low);
+  } else {
+    median = compare(a, c) < 0 ? low : (compare(b, c) < 0 ? high : mid);
+  }
+  std::swap(items[low], items[median]);
+}
+
+// The fallback when partitions keep coming out lopsided: O(n log n) on any
+// input, in place.
+void heap_sort(void **first, void **last, ruvo_vector_cmp_fn compare) noexcept {
+  const auto less = [compare](void *a, void *b) { return compare(a, b) < 0; };
+  std::make_heap(first, last, less);
+  std::sort_heap(first, last, less);
+}
+
+// Recursing only into the smaller side keeps the stack below log2(n); the
+// larger side is taken by the loop. Each partition, in the loop or in a
+// call, spends one unit of `depth`: once 2 log2(n) are spent the input is
+// defeating the pivot choice, and the range left is heap-sorted.
+void sort_range(void **items, int64_t low, int64_t high, ruvo_vector_cmp_fn compare,
+                int depth) noexcept {
   while (low < high) {
+    if (depth-- == 0) {
+      heap_sort(items + low, items + high + 1, compare);
+      return;
+    }
+    median_first(items, low, high, compare);
     const int64_t mid = partition(items, low, high, compare);
     if (mid - low < high - mid) {
-      sort_range(items, low, mid - 1, compare);
+      sort_range(items, low, mid - 1, compare, depth);
       low = mid + 1;
     } else {
-      sort_range(items, mid + 1, high, compare);
+      sort_range(items, mid + 1, high, compare, depth);
       high = mid - 1;
     }
   }
@@ -168,7 +199,9 @@ RUVO_API uint32_t ruvo_vector_qsort(ruvo_vector_st *vector, ruvo_vector_cmp_fn c
   // The range limits are 32-bit signed, as they have always been for this
   // call: a vector of more than 2^31 items is not sorted as a whole.
   const int32_t high = static_cast<int32_t>(vector->size - 1);
-  if (vector->size != 0) sort_range(vector->items, 0, high, compare);
+  if (high < 1) return RUVO_OK;
+  const int depth = 2 * (63 - __builtin_clzll(static_cast<uint64_t>(high) + 1));
+  sort_range(vector->items, 0, high, compare, depth);
   return RUVO_OK;
 }
 
