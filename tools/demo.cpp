@@ -3,7 +3,9 @@
 #include <cstdio>
 
 #include <cstring>
+#include <initializer_list>
 
+#include "ruvo/base/l3.h"
 #include "ruvo/base/log.h"
 #include "ruvo/base/memory.h"
 #include "ruvo/base/rbtree.h"
@@ -134,12 +136,41 @@ void show_tagged_heap() {
 }
 #endif
 
+// An allow-list as an administrator writes it: overlapping, adjacent and
+// mixed-family entries, folded once and then searched per peer.
+void show_allow_list() {
+  std::printf("== L3 ranges: an allow-list folded, then peers checked against it\n");
+  const char *lines[] = {"10.1.2.3/24", "10.1.3.0-10.1.3.255", "192.168.0.7",
+                         "2001:db8::1/126", "10.1.2.128/255.255.255.128", "::ffff:1.2.3.4"};
+  ruvo_l3_range_st ranges[6] = {};
+  uint32_t count = 0;
+  for (const char *line : lines) {
+    const int32_t form = ruvo_l3_string_to_range(line, &ranges[count]);
+    std::printf("  %-28s form %d\n", line, form);
+    if (form > 0) ++count;
+  }
+  ruvo_l3_range_trim(ranges, &count);
+  std::printf("  folded into %u ranges:\n", count);
+  for (uint32_t i = 0; i < count; ++i) {
+    char text[100];
+    ruvo_l3_range_to_string(&ranges[i], text, sizeof text);
+    std::printf("    %s\n", text);
+  }
+  for (const char *peer : {"10.1.3.77", "10.1.4.1", "2001:db8::2", "::1"}) {
+    ruvo_l3_addr_st addr;
+    ruvo_l3_string_to_addr(peer, &addr);
+    std::printf("  peer %-12s %s\n", peer,
+                ruvo_l3_net_addr_binary_search(&addr, ranges, int32_t(count)) ? "allowed" : "refused");
+  }
+}
+
 }  // namespace
 
 int main() {
   show_log();
   show_vector();
   show_maps_and_message();
+  show_allow_list();
 #if defined(_WIN32)
   show_tagged_heap();
 #endif

@@ -3,6 +3,7 @@
 // Arrays belong to the caller; nothing here allocates.
 #include <algorithm>
 #include <cstring>
+#include <initializer_list>
 
 #include "l3_impl.hpp"
 
