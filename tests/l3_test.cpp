@@ -240,6 +240,7 @@ TEST(L3Arith, StepsComparisonsPrefixesAndMasksAgreeWithIntegers) {
     Range r;
     ASSERT_EQ(ruvo_l3_get_range_from_mask(&r, &a, &mask), 0);
     ASSERT_TRUE(same_range(r, {out, x}));
+    ASSERT_TRUE(six || !(r.low.u8[2] | r.low.u8[3] | r.high.u8[2] | r.high.u8[3]));  // the mark anew
     // Host form: IPv6 bytes reversed; IPv4 keeps the mark, word 3 a host integer.
     const int32_t rc = six && a.u8[14] == 0xbf && a.u8[15] == 0xff ? -3 : 0;
     ASSERT_EQ(ruvo_l3_addr_ntoh(&a, &h), rc);
@@ -407,7 +408,7 @@ TEST(L3Edge, TextFormsFollowTheirTables) {
       {"::1:2", "::0.1.0.2 23"}, {"ffbe::", "ffbe:: 23"}};
   for (const auto &[text, want] : good) EXPECT_EQ(S(A(text)) + " " + std::to_string(ruvo_l3_string_type(text)), want);
   for (const char *text : {"1.2.3", "1.2.3.4.5", "1.2.3.4.", "1..2.3", "256.1.1.1", "", " 1.2.3.4", "1.2.3.4 ",
-                           "1:2:3:4:5:6:7", "1:2:3:4:5:6:7:8:9", ":1::", "1:", "1::2::3", "00001::", "ffbf::",
+                           "1:2:3:4:5:6:7", "1:2:3:4:5:6:7:8:9", "1:2:3:4:5:6:7:8:9:0", ":1::", "1:", "1::2::3", "00001::", "ffbf::",
                            "1:2:3:4:5:6:7:8::", "::1.2.3", "1:2:3:4:5:6:7:1.2.3.4", "::1.2.3.4:5", "g::", ":::"}) {
     Addr a = A("9.9.9.9"), m = a;
     const auto t = exact(text);
