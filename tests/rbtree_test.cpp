@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <cstring>
 #include <deque>
 #include <iterator>
@@ -19,9 +18,6 @@
 namespace {
 
 using Node = ruvo_rbtree_node_st;
-static_assert(sizeof(Node) == 56 && offsetof(Node, key_len) == 8 && offsetof(Node, value) == 16 &&
-              offsetof(Node, left) == 24 && offsetof(Node, right) == 32 && offsetof(Node, parent) == 40 &&
-              offsetof(Node, color) == 48);
 
 std::string key_of(const Node *n) {
   return n->key_len ? std::string(reinterpret_cast<const char *>(n->key), n->key_len) : "";
