@@ -168,18 +168,6 @@ TEST(Xmsg, RandomMessagesMatchTheModelAndRoundTrip) {
   }
 }
 
-// The walk: adding order, deleted elements skipped.
-TEST(Xmsg, CreatorLengthIsTakenModulo65536) {
-  const std::pair<size_t, size_t> cases[] = {{65535, 65535}, {65536, 0}, {65540, 4}};
-  for (const auto &[given, kept] : cases) {
-    const std::string text(given, 'c');
-    ruvo_xmsg_st *msg = ruvo_xmsg_new(text.c_str());
-    ASSERT_NE(msg, nullptr);
-    EXPECT_EQ(std::strlen(ruvo_xmsg_get_creator(msg)), kept) << given;
-    ruvo_xmsg_release(msg);
-  }
-}
-
 TEST(Xmsg, CursorsAndWalksSurviveGrowth) {
   ruvo_xmsg_st *msg = ruvo_xmsg_new("t");
   add(msg, "k", "old"), add(msg, "gone", "x"), add(msg, "j", "other"), add(msg, "k", "new");
