@@ -2,13 +2,15 @@
 // the caller's error state.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
+#include <ctime>
 #include <regex>
 #include <string>
 #include <vector>
 
+#include "internal/fault.hpp"
 #include "internal/log.hpp"
 #include "internal/platform.hpp"
 
@@ -85,17 +87,32 @@ TEST(SourceStem, IsTheFileNameWithoutFoldersOrExtension) {
   EXPECT_STREQ(dotted_dir.text, "auto_log");
 }
 
-TEST(LogTimestamp, FormatsLocalTimeAndCutsWithoutTerminator) {
-  char buf[64];
-  EXPECT_EQ(ruvo_log_timestamp(nullptr, 64), 0);
-  std::memset(buf, 'x', sizeof buf);
-  EXPECT_EQ(ruvo_log_timestamp(buf, 0), 0);
-  EXPECT_EQ(buf[0], 'x');
-  EXPECT_EQ(ruvo_log_timestamp(buf, sizeof buf), 19);
-  EXPECT_TRUE(std::regex_match(buf, std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d)"))) << buf;
-  char small[5];
-  EXPECT_EQ(ruvo_log_timestamp(small, sizeof small), 4);
-  EXPECT_EQ(std::string(small, 4), std::string(buf, 4));
+// Local time as the C library breaks it down (read before and after, in case
+// the second turns over), cut to the size and terminated. Without local time
+// it is the epoch: 20 bytes with the terminator if they fit, else size - 1
+// bytes and no terminator. No buffer or size 0: nothing.
+TEST(LogTimestamp, IsLocalTimeOrTheEpochCutToTheSize) {
+  auto now = [] {
+    const std::time_t t = std::time(nullptr);
+    char text[32];
+    return std::string(text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", std::localtime(&t)) + 1);
+  };
+  for (const bool broken : {false, true}) {
+    ruvo::fault::fail_local_time(broken);
+    EXPECT_EQ(ruvo_log_timestamp(nullptr, 64), 0);
+    for (const size_t size : {0, 1, 5, 19, 20, 21, 64}) {
+      const size_t n = broken ? (size > 20 ? 20 : size ? size - 1 : 0) : size ? std::min<size_t>(19, size - 1) : 0;
+      auto want = [&](const std::string &text) {
+        const std::string w = text.substr(0, n) + std::string(!broken && size > 0, '\0');
+        return w + std::string(64 - w.size(), '#');
+      };
+      std::string buf(64, '#');
+      const std::string before = broken ? std::string("1970-01-01 00:00:00", 20) : now();
+      EXPECT_EQ(ruvo_log_timestamp(buf.data(), static_cast<uint32_t>(size)), static_cast<int32_t>(n)) << size;
+      EXPECT_TRUE(buf == want(before) || buf == want(broken ? before : now())) << size << " " << buf;
+    }
+  }
+  ruvo::fault::fail_local_time(false);
 }
 
 }  // namespace
