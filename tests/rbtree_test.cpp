@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "../bin/libkelbase/rbtree_impl.hpp"
 #include "ruvo/base/rbtree.h"
 
 namespace {
@@ -37,24 +38,12 @@ struct Order {
 struct Entry { uintptr_t value; const Node *node; };
 using Ref = std::map<std::string, Entry, Order>;
 
-// Black height below n, checking parent links, colours, no red root or red
-// child of red, and equal black heights; -1 with *err set when one breaks.
-int black_height(const Node *n, const Node *parent, std::string *err) {
-  if (n == nullptr) return 1;
-  if (n->parent != parent) *err = "parent link of " + key_of(n);
-  if (n->color != RUVO_RBTREE_RED && n->color != RUVO_RBTREE_BLACK) *err = "colour of " + key_of(n);
-  if (n->color == RUVO_RBTREE_RED && (!parent || parent->color == RUVO_RBTREE_RED)) *err = "red at " + key_of(n);
-  const int left = err->empty() ? black_height(n->left, n, err) : -1;
-  const int right = left < 0 ? -1 : black_height(n->right, n, err);
-  if (left != right && err->empty()) *err = "black heights differ below " + key_of(n);
-  return err->empty() ? left + (n->color == RUVO_RBTREE_BLACK ? 1 : 0) : -1;
-}
-
-// Shape, count, size, and the nodes by next from first and by prev from last:
-// the reference's keys, values and nodes, in order.
+// The shape (the structural check shared with the fuzzer), count, size, and
+// the nodes by next from first and by prev from last: the reference's keys,
+// values and nodes, in order.
 ::testing::AssertionResult matches(const ruvo_rbtree_st *t, const Ref &ref) {
-  std::string err;
-  black_height(t->root, nullptr, &err);
+  const char *broken = ruvo::detail::rbtree_check(t);
+  std::string err = broken != nullptr ? broken : "";
   std::vector<const Node *> fwd, back;
   for (const Node *n = ruvo_rbtree_first(t); n && fwd.size() <= ref.size(); n = ruvo_rbtree_next(n)) fwd.push_back(n);
   for (const Node *n = ruvo_rbtree_last(t); n && back.size() <= ref.size(); n = ruvo_rbtree_prev(n)) back.push_back(n);
