@@ -39,7 +39,8 @@ TEST(StrUtilCheck, FormChecksFollowTheirTables) {
       {H, "", 3, true}, {H, "ffg", 2, true}, {H, "ffg", 3, false}, {H, "0x1f", 4, false}, {Q, "", 9, false},
       {Q, "1.2.3.4xyz", 7, true}, {Q, "1.2.3.4xyz", 8, false}, {Q, "1.2.3.4", 0, false}, {Q, "0.0.0.0", 9, true},
       {Q, "255.255.255.255", 99, true}, {Q, "256.1.1.1", 99, false}, {Q, "01.2.3.4", 9, false}, {Q, "1..2.3", 9, false},
-      {Q, "1.2.3.", 9, false}, {Q, "1.2.3.4.", 9, false}, {Q, ".1.2.3", 9, false}, {Q, "1.2.3.4.5", 9, false}, {Q, "1.2.3.1000", 99, false}};
+      {Q, "1.2.3.", 9, false}, {Q, "1.2.3.4.", 9, false}, {Q, ".1.2.3", 9, false}, {Q, "1.2.3.4.5", 9, false},
+      {Q, "1.2.3.1000", 99, false}};
   for (const auto &c : cases) EXPECT_EQ(c.check(c.text, c.limit), c.ok ? RUVO_OK : RUVO_E_FORMAT) << c.text;
   const std::pair<const char *, int> digits[] = {{nullptr, 1}, {"", 1}, {"0123", 1}, {"12a", 0}, {"\xb2", 0}};
   for (const auto &[t, want] : digits) EXPECT_EQ(ruvo_str_isdigit(t), want) << (t ? t : "null");
