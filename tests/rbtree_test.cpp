@@ -156,6 +156,32 @@ TEST(Rbtree, WalkIsAscendingStopsOnNonZeroAndMayDeleteOthers) {
   ruvo_rbtree_destroy(t);
 }
 
+// True when the structural check finds `field` set to `bad`; puts it back.
+template <class T, class V> bool seen(const ruvo_rbtree_st *t, T &field, V bad) {
+  const T keep = field;
+  field = bad;
+  const bool found = ruvo::detail::rbtree_check(t) != nullptr;
+  field = keep;
+  return found;
+}
+
+// The check that the random runs and the fuzzer rely on sees each kind of
+// damage alone, on b (black) over a and c (black) with a red d right of c.
+TEST(Rbtree, StructuralCheckSeesEachKindOfDamage) {
+  ruvo_rbtree_st *t = ruvo_rbtree_create(nullptr, nullptr, 0), *empty = ruvo_rbtree_create(nullptr, nullptr, 0);
+  for (const char *k : {"b", "a", "c", "d"}) ruvo_rbtree_insert(t, k, 1, token(1));
+  Node *b = t->root, *a = b->left, *c = b->right, *d = c->right;
+  ASSERT_TRUE(!ruvo::detail::rbtree_check(t) && !ruvo::detail::rbtree_check(empty) && d && !d->right);
+  const uint32_t red = RUVO_RBTREE_RED, black = RUVO_RBTREE_BLACK;
+  EXPECT_EQ((std::vector<bool>{seen(t, d->color, 7u), seen(t, b->color, red), seen(t, c->color, red),
+                               seen(t, d->color, black), seen(t, d->parent, b), seen(t, b->parent, a),
+                               seen(t, t->first, c), seen(t, t->last, c), seen(t, t->count, 3u),
+                               seen(t, d->key, a->key), seen(t, d->key, c->key), seen(t, t->cmp, nullptr),
+                               seen(empty, empty->first, d), seen(empty, empty->last, d), seen(empty, empty->count, 1u)}),
+            std::vector<bool>(15, true));
+  ruvo_rbtree_destroy(t), ruvo_rbtree_destroy(empty);
+}
+
 TEST(Rbtree, EmptyKeyIsAKeyAndNullArgumentsAreHarmless) {
   g_released.clear();
   ruvo_rbtree_st *t = ruvo_rbtree_create(&count_release, nullptr, 0);
