@@ -3,9 +3,13 @@
 // table starts empty each time.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <random>
 #include <string>
 #include <vector>
+
+#include <sys/stat.h>
 
 #include "ruvo/base/log.h"
 
@@ -25,100 +29,61 @@ void capture(uint32_t level, const char *format, va_list args) {
   g_seen.push_back({N, level, text});
 }
 
-class LogTest : public ::testing::Test {
- protected:
-  void SetUp() override { g_seen.clear(); }
-};
-
-TEST_F(LogTest, LevelStartsAtInfoAndTakesOnlyZeroToThree) {
-  EXPECT_EQ(ruvo_log_level_get(), RUVO_LOG_INFO);
-  ruvo_log_level_set(3);
-  EXPECT_EQ(ruvo_log_level_get(), 3);
-  ruvo_log_level_set(0);
-  EXPECT_EQ(ruvo_log_level_get(), 0);
-  ruvo_log_level_set(7);  // not clamped to 3
-  EXPECT_EQ(ruvo_log_level_get(), 2);
-  ruvo_log_level_set(1);
-  ruvo_log_level_set(static_cast<uint32_t>(-1));
-  EXPECT_EQ(ruvo_log_level_get(), 2);
-}
-
-TEST_F(LogTest, OutputIsNeverGatedAndUnknownLevelsArriveAsWarn) {
-  ASSERT_EQ(ruvo_log_output_register(&capture<1>), 0);
-  ruvo_log_level_set(0);
-  ruvo_log_output(RUVO_LOG_DEBUG, "debug %d\n", 3);
-  ruvo_log_output(9, "nine\n");
-  ruvo_log_output(static_cast<uint32_t>(-1), "minus one\n");
-  ASSERT_EQ(g_seen.size(), 3u);
-  EXPECT_EQ(g_seen[0].level, 3u);
-  EXPECT_EQ(g_seen[0].text, "debug 3\n");
-  EXPECT_EQ(g_seen[1].level, 1u);
-  EXPECT_EQ(g_seen[2].level, 1u);
-}
-
-TEST_F(LogTest, NineOutputsFitAndTheTenthIsRefused) {
-  ruvo_log_output_fn fns[] = {&capture<1>, &capture<2>, &capture<3>, &capture<4>, &capture<5>,
-                              &capture<6>, &capture<7>, &capture<8>, &capture<9>};
-  EXPECT_EQ(ruvo_log_is_regestered(), 0);
-  for (auto fn : fns) EXPECT_EQ(ruvo_log_output_register(fn), 0);
-  EXPECT_EQ(ruvo_log_output_register(&capture<10>), -1);
-  EXPECT_EQ(ruvo_log_output_register(nullptr), -1);
-  EXPECT_EQ(ruvo_log_is_regestered(), 1);
-  ruvo_log_output(RUVO_LOG_INFO, "x=%s\n", "y");
-  ASSERT_EQ(g_seen.size(), 9u);
-  for (int i = 0; i < 9; ++i) {
-    EXPECT_EQ(g_seen[i].output, i + 1);  // registration order, each from the list's start
-    EXPECT_EQ(g_seen[i].text, "x=y\n");
+// Any value outside 0-3 gives 2, also one above 3: it is not clamped.
+TEST(LogTest, LevelStartsAtInfoAndTakesOnlyZeroToThree) {
+  std::vector<int32_t> got{ruvo_log_level_get()};
+  for (uint32_t level : {3u, 0u, 7u, 1u, 4u, 0u, UINT32_MAX}) {
+    ruvo_log_level_set(level);
+    got.push_back(ruvo_log_level_get());
   }
+  EXPECT_EQ(got, (std::vector<int32_t>{2, 3, 0, 2, 1, 2, 0, 2}));
 }
 
-TEST_F(LogTest, UnregisterKeepsTheOthersInOrder) {
-  ruvo_log_output_register(&capture<1>);
-  ruvo_log_output_register(&capture<2>);
-  ruvo_log_output_register(&capture<3>);
-  EXPECT_EQ(ruvo_log_output_unregister(&capture<2>), 0);
-  EXPECT_EQ(ruvo_log_output_unregister(&capture<2>), -1);
-  EXPECT_EQ(ruvo_log_output_unregister(&capture<9>), -1);
-  EXPECT_EQ(ruvo_log_output_unregister(nullptr), -1);
-  ruvo_log_output(RUVO_LOG_INFO, "r\n");
-  ASSERT_EQ(g_seen.size(), 2u);
-  EXPECT_EQ(g_seen[0].output, 1);
-  EXPECT_EQ(g_seen[1].output, 3);
-  // A freed slot is reused at the end, behind the survivors.
-  ruvo_log_output_register(&capture<4>);
-  g_seen.clear();
-  ruvo_log_output(RUVO_LOG_INFO, "r\n");
-  ASSERT_EQ(g_seen.size(), 3u);
-  EXPECT_EQ(g_seen[2].output, 4);
-}
-
-TEST_F(LogTest, DuplicateRegistrationIsCalledTwiceAndRemovedOnceAtATime) {
-  ruvo_log_output_register(&capture<1>);
-  ruvo_log_output_register(&capture<2>);
-  ruvo_log_output_register(&capture<1>);
-  ruvo_log_output(RUVO_LOG_INFO, "d\n");
-  EXPECT_EQ(g_seen.size(), 3u);
-  EXPECT_EQ(ruvo_log_output_unregister(&capture<1>), 0);  // the first one goes
-  g_seen.clear();
-  ruvo_log_output(RUVO_LOG_INFO, "d\n");
-  ASSERT_EQ(g_seen.size(), 2u);
-  EXPECT_EQ(g_seen[0].output, 2);
-  EXPECT_EQ(g_seen[1].output, 1);
-}
-
-TEST_F(LogTest, UnregisteringTheLastOutputClearsTheFlag) {
-  EXPECT_EQ(ruvo_log_output_unregister(&capture<1>), -1);  // empty table
-  ruvo_log_output_register(&capture<1>);
-  EXPECT_EQ(ruvo_log_is_regestered(), 1);
-  EXPECT_EQ(ruvo_log_output_unregister(&capture<1>), 0);
-  EXPECT_EQ(ruvo_log_is_regestered(), 0);
-}
-
-TEST_F(LogTest, WithoutOutputsRecordsGoToStandardErrorUngated) {
+// Outputs come and go at random against a list of what should be there:
+// nine slots, full and empty tables both frequent; a duplicate is called once per
+// registration and the first one goes first; the others keep their order,
+// each gets the arguments from their start, and the flag follows the list.
+// With none left a record goes to standard error, flushed even when the
+// stream is buffered. Nothing is gated, and an unknown level arrives as a
+// warning.
+TEST(LogTest, RandomRegistrationsMatchAListOfNine) {
+  const ruvo_log_output_fn outputs[] = {&capture<0>, &capture<1>, &capture<2>, &capture<3>,
+                                        &capture<4>, nullptr};
+  const uint32_t levels[] = {0, 1, 2, 3, 4, 9, static_cast<uint32_t>(-1)};
+  std::mt19937 rng(7);
+  std::vector<int> want;
   ruvo_log_level_set(0);
-  ::testing::internal::CaptureStderr();
-  ruvo_log_output(RUVO_LOG_DEBUG, "to stderr %s %d\n", "at", 3);
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "to stderr at 3\n");
+  std::setvbuf(stderr, nullptr, _IOFBF, 4096);
+  for (int step = 0; step < 4000; ++step) {
+    const int n = static_cast<int>(rng() % 6);
+    const auto it = std::find(want.begin(), want.end(), n);
+    if (rng() % 5 < (step / 200 % 2 ? 4u : 1u)) {  // phases that fill and that empty the table
+      const bool fits = outputs[n] != nullptr && want.size() < 9;
+      ASSERT_EQ(ruvo_log_output_register(outputs[n]), fits ? 0 : -1) << step;
+      if (fits) want.push_back(n);
+    } else {
+      ASSERT_EQ(ruvo_log_output_unregister(outputs[n]), it != want.end() ? 0 : -1) << step;
+      if (it != want.end()) want.erase(it);
+    }
+    ASSERT_EQ(ruvo_log_is_regestered(), want.empty() ? 0 : 1) << step;
+    const uint32_t level = levels[rng() % 7];
+    const std::string text = "step " + std::to_string(step) + "\n";
+    g_seen.clear();
+    if (want.empty()) ::testing::internal::CaptureStderr();
+    ruvo_log_output(level, "step %s%c", std::to_string(step).c_str(), '\n');
+    if (want.empty()) {
+      struct stat written {};  // buffered, yet the record is out at once
+      ASSERT_TRUE(fstat(2, &written) == 0 && written.st_size != 0);
+      ASSERT_EQ(::testing::internal::GetCapturedStderr(), text);
+    }
+    std::vector<int> got;
+    for (const delivered &d : g_seen) {
+      got.push_back(d.output);
+      ASSERT_EQ(d.level, level > 3 ? 1u : level);
+      ASSERT_EQ(d.text, text);
+    }
+    ASSERT_EQ(got, want) << step;
+  }
 }
 
 }  // namespace

@@ -44,9 +44,11 @@ Keys keys_with_home(uint32_t home, size_t n) {
   return out;
 }
 
-// Keys of 1 to 4 bytes over six byte values: 1554 keys with many shared
-// homes, zero bytes, prefixes of each other, and 442 that share the full
-// hash with another ("ab" and "bA": a byte up by 1, the next down by 33).
+// Keys are a core of 1 to 4 bytes over six byte values (1554 cores with
+// many shared homes, zero bytes, prefixes of each other, and 442 that share
+// the full hash with another: "ab" and "bA", a byte up by 1, the next down
+// by 33), alone or behind 3 or 8 filler bytes or before 12: keys of one
+// length that differ only in their last or only in their first bytes.
 TEST(OaHash, MatchesUnorderedMapUnderRandomOperations) {
   static const char alphabet[] = {'a', 'b', 'A', '\0', '\x01', '\xff'};
   std::mt19937 rng(12345);
@@ -55,9 +57,11 @@ TEST(OaHash, MatchesUnorderedMapUnderRandomOperations) {
   std::unordered_map<std::string, uint64_t> ref;
   std::map<uint64_t, int> left;  // every value that has left the table
   size_t peak = 0;               // most entries ever held: fixes the size
-  for (uint64_t step = 0; step < 12000; ++step) {
+  for (uint64_t step = 0; step < 20000; ++step) {
     std::string k(1 + rng() % 4, ' ');
     for (char &c : k) c = alphabet[rng() % sizeof alphabet];
+    const unsigned filler = "\0\3\10\14"[rng() % 4];
+    k = filler == 12 ? k + std::string(12, 'f') : std::string(filler, 'f') + k;
     const unsigned op = rng() % 1000;
     const auto it = ref.find(k);
     const bool found = it != ref.end();

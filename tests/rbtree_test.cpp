@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <cstring>
 #include <deque>
 #include <iterator>
@@ -14,14 +13,12 @@
 #include <string>
 #include <vector>
 
+#include "../bin/libkelbase/rbtree_impl.hpp"
 #include "ruvo/base/rbtree.h"
 
 namespace {
 
 using Node = ruvo_rbtree_node_st;
-static_assert(sizeof(Node) == 56 && offsetof(Node, key_len) == 8 && offsetof(Node, value) == 16 &&
-              offsetof(Node, left) == 24 && offsetof(Node, right) == 32 && offsetof(Node, parent) == 40 &&
-              offsetof(Node, color) == 48);
 
 std::string key_of(const Node *n) {
   return n->key_len ? std::string(reinterpret_cast<const char *>(n->key), n->key_len) : "";
@@ -41,24 +38,12 @@ struct Order {
 struct Entry { uintptr_t value; const Node *node; };
 using Ref = std::map<std::string, Entry, Order>;
 
-// Black height below n, checking parent links, colours, no red root or red
-// child of red, and equal black heights; -1 with *err set when one breaks.
-int black_height(const Node *n, const Node *parent, std::string *err) {
-  if (n == nullptr) return 1;
-  if (n->parent != parent) *err = "parent link of " + key_of(n);
-  if (n->color != RUVO_RBTREE_RED && n->color != RUVO_RBTREE_BLACK) *err = "colour of " + key_of(n);
-  if (n->color == RUVO_RBTREE_RED && (!parent || parent->color == RUVO_RBTREE_RED)) *err = "red at " + key_of(n);
-  const int left = err->empty() ? black_height(n->left, n, err) : -1;
-  const int right = left < 0 ? -1 : black_height(n->right, n, err);
-  if (left != right && err->empty()) *err = "black heights differ below " + key_of(n);
-  return err->empty() ? left + (n->color == RUVO_RBTREE_BLACK ? 1 : 0) : -1;
-}
-
-// Shape, count, size, and the nodes by next from first and by prev from last:
-// the reference's keys, values and nodes, in order.
+// The shape (the structural check shared with the fuzzer), count, size, and
+// the nodes by next from first and by prev from last: the reference's keys,
+// values and nodes, in order.
 ::testing::AssertionResult matches(const ruvo_rbtree_st *t, const Ref &ref) {
-  std::string err;
-  black_height(t->root, nullptr, &err);
+  const char *broken = ruvo::detail::rbtree_check(t);
+  std::string err = broken != nullptr ? broken : "";
   std::vector<const Node *> fwd, back;
   for (const Node *n = ruvo_rbtree_first(t); n && fwd.size() <= ref.size(); n = ruvo_rbtree_next(n)) fwd.push_back(n);
   for (const Node *n = ruvo_rbtree_last(t); n && back.size() <= ref.size(); n = ruvo_rbtree_prev(n)) back.push_back(n);
@@ -169,6 +154,32 @@ TEST(Rbtree, WalkIsAscendingStopsOnNonZeroAndMayDeleteOthers) {
   EXPECT_EQ(ruvo_rbtree_count(t), 3u);
   EXPECT_EQ(ruvo_rbtree_walk(t, &all, nullptr) + ruvo_rbtree_walk(nullptr, &all, &walk_step), 0);
   ruvo_rbtree_destroy(t);
+}
+
+// True when the structural check finds `field` set to `bad`; puts it back.
+template <class T, class V> bool seen(const ruvo_rbtree_st *t, T &field, V bad) {
+  const T keep = field;
+  field = bad;
+  const bool found = ruvo::detail::rbtree_check(t) != nullptr;
+  field = keep;
+  return found;
+}
+
+// The check that the random runs and the fuzzer rely on sees each kind of
+// damage alone, on b (black) over a and c (black) with a red d right of c.
+TEST(Rbtree, StructuralCheckSeesEachKindOfDamage) {
+  ruvo_rbtree_st *t = ruvo_rbtree_create(nullptr, nullptr, 0), *empty = ruvo_rbtree_create(nullptr, nullptr, 0);
+  for (const char *k : {"b", "a", "c", "d"}) ruvo_rbtree_insert(t, k, 1, token(1));
+  Node *b = t->root, *a = b->left, *c = b->right, *d = c->right;
+  ASSERT_TRUE(!ruvo::detail::rbtree_check(t) && !ruvo::detail::rbtree_check(empty) && d && !d->right);
+  const uint32_t red = RUVO_RBTREE_RED, black = RUVO_RBTREE_BLACK;
+  EXPECT_EQ((std::vector<bool>{seen(t, d->color, 7u), seen(t, b->color, red), seen(t, c->color, red),
+                               seen(t, d->color, black), seen(t, d->parent, b), seen(t, b->parent, a),
+                               seen(t, t->first, c), seen(t, t->last, c), seen(t, t->count, 3u),
+                               seen(t, d->key, a->key), seen(t, d->key, c->key), seen(t, t->cmp, nullptr),
+                               seen(empty, empty->first, d), seen(empty, empty->last, d), seen(empty, empty->count, 1u)}),
+            std::vector<bool>(15, true));
+  ruvo_rbtree_destroy(t), ruvo_rbtree_destroy(empty);
 }
 
 TEST(Rbtree, EmptyKeyIsAKeyAndNullArgumentsAreHarmless) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <random>
 #include <string>
@@ -38,7 +39,8 @@ TEST(StrUtilCheck, FormChecksFollowTheirTables) {
       {H, "", 3, true}, {H, "ffg", 2, true}, {H, "ffg", 3, false}, {H, "0x1f", 4, false}, {Q, "", 9, false},
       {Q, "1.2.3.4xyz", 7, true}, {Q, "1.2.3.4xyz", 8, false}, {Q, "1.2.3.4", 0, false}, {Q, "0.0.0.0", 9, true},
       {Q, "255.255.255.255", 99, true}, {Q, "256.1.1.1", 99, false}, {Q, "01.2.3.4", 9, false}, {Q, "1..2.3", 9, false},
-      {Q, "1.2.3.", 9, false}, {Q, ".1.2.3", 9, false}, {Q, "1.2.3.4.5", 9, false}, {Q, "1.2.3.1000", 99, false}};
+      {Q, "1.2.3.", 9, false}, {Q, "1.2.3.4.", 9, false}, {Q, ".1.2.3", 9, false}, {Q, "1.2.3.4.5", 9, false},
+      {Q, "1.2.3.1000", 99, false}};
   for (const auto &c : cases) EXPECT_EQ(c.check(c.text, c.limit), c.ok ? RUVO_OK : RUVO_E_FORMAT) << c.text;
   const std::pair<const char *, int> digits[] = {{nullptr, 1}, {"", 1}, {"0123", 1}, {"12a", 0}, {"\xb2", 0}};
   for (const auto &[t, want] : digits) EXPECT_EQ(ruvo_str_isdigit(t), want) << (t ? t : "null");
@@ -190,29 +192,39 @@ TEST(StrUtilBounded, StrlcpyCopiesWithinOneBuffer) {
   EXPECT_STREQ(text, "aabcdef");
 }
 
+// The formatter and the copy write what fits and a terminator, nothing for
+// size 0; strncat appends all of the source or nothing; the case changes go
+// byte by byte as the C library's.
 TEST(StrUtilBounded, FormatAndCopiesCutTerminateAndNeverPassTheSize) {
-  char b[8] = "#######";
-  EXPECT_EQ(ruvo_str_snprintf(b, 4, "%s", "abcdef"), 3);
-  EXPECT_EQ(std::string(b, 5), std::string("abc\0#", 5));
-  EXPECT_EQ(ruvo_str_snprintf(b, 4, "%s", "xyz"), 3);  // exact fit
-  EXPECT_EQ(ruvo_str_snprintf(b, 0, "%s", "q"), 0);  // size 0 leaves the buffer alone
-  EXPECT_EQ(ruvo_str_strlcpy(b, "q", 0), 0u);
-  EXPECT_STREQ(b, "xyz");
-  EXPECT_EQ(ruvo_str_strlcpy(b + 4, "abcdef", 2), 6u);  // the whole source length
-  EXPECT_EQ(std::string(b, 7), std::string("xyz\0a\0#", 7));
-  EXPECT_EQ(ruvo_str_strncat(b, "cd", 5), nullptr);  // never appends in part
-  EXPECT_EQ(ruvo_str_strncat(b, "cd", 6), b);
-  EXPECT_STREQ(ruvo_str_toupper(b), "XYZCD");
+  auto image = [](const std::string &head, size_t size) {  // head, then '#' up to size
+    std::vector<char> v(head.begin(), head.end());
+    v.resize(size, '#');
+    return v;
+  };
   for (int i = 0; i < 5000; ++i) {
     const int number = pick(-100000, 100000);
-    const std::string text = random_text("abcdefghijklmnop", 60), full = text + ":" + std::to_string(number);
-    const size_t size = size_t(pick(1, 80));
-    std::vector<char> out(size + 8, '#');
-    const int32_t n = ruvo_str_snprintf(out.data(), size, "%s:%d", text.c_str(), number);
-    ASSERT_EQ(size_t(n), std::min(full.size(), size - 1));  // never negative, never size or more
-    ASSERT_EQ(std::string(out.data()), full.substr(0, size_t(n)));
-    ASSERT_EQ(std::count(out.begin() + long(size), out.end(), '#'), 8);
+    const std::string text = random_text("abcdefghijklmnoPQR", 60), full = text + ":" + std::to_string(number);
+    const size_t size = size_t(pick(0, 80)), cut = size ? size - 1 : 0;
+    std::vector<char> out(size + 8, '#'), copy(size + 8, '#');
+    ASSERT_EQ(size_t(ruvo_str_snprintf(out.data(), size, "%s:%d", text.c_str(), number)), std::min(full.size(), cut));
+    ASSERT_EQ(out, image(size ? full.substr(0, cut) + '\0' : "", size + 8));
+    ASSERT_EQ(ruvo_str_strlcpy(copy.data(), text.c_str(), size), size ? text.size() : 0);
+    ASSERT_EQ(copy, image(size ? text.substr(0, cut) + '\0' : "", size + 8));
+    const std::string to = random_text("ab", 6), from = random_text("cd", 6);
+    const int32_t room = pick(-1, 14);
+    const bool fits = room >= 1 && to.size() + from.size() + 1 <= size_t(room);
+    std::vector<char> cat = image(to + '\0', 16);
+    ASSERT_EQ(ruvo_str_strncat(cat.data(), from.c_str(), room), fits ? cat.data() : nullptr);
+    ASSERT_EQ(cat, image((fits ? to + from : to) + '\0', 16)) << to << "+" << from << " in " << room;
+    std::string lower = text, upper = text, want_lower = text, want_upper = text;
+    for (char &c : want_lower) c = char(std::tolower(c));
+    for (char &c : want_upper) c = char(std::toupper(c));
+    ASSERT_TRUE(ruvo_str_tolower(lower.data()) == lower.data() && ruvo_str_toupper(upper.data()) == upper.data());
+    ASSERT_EQ(lower + upper, want_lower + want_upper);
   }
+  char b[4] = "ab";
+  EXPECT_FALSE(ruvo_str_strncat(nullptr, "a", 9) || ruvo_str_strncat(b, nullptr, 9) || ruvo_str_tolower(nullptr) ||
+               ruvo_str_toupper(nullptr));
 }
 
 }  // namespace

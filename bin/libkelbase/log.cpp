@@ -11,8 +11,19 @@
 #include <cstring>
 #include <ctime>
 
+#include "internal/fault.hpp"
 #include "internal/log.hpp"
 #include "ruvo/base/str.h"
+
+#if defined(RUVO_BASE_TESTING)
+namespace ruvo::fault {
+namespace {
+std::atomic<bool> g_local_time_fails{false};
+}
+void fail_local_time(bool fails) noexcept { g_local_time_fails.store(fails); }
+bool local_time_fails() noexcept { return g_local_time_fails.load(); }
+}  // namespace ruvo::fault
+#endif
 
 namespace {
 
@@ -34,7 +45,7 @@ void ruvo_log_attach_default() noexcept {
 int32_t ruvo_log_timestamp(char *buf, uint32_t size) noexcept {
   if (buf == nullptr || size == 0) return 0;
   std::tm tm{};
-  if (ruvo::sys::local_time(std::time(nullptr), &tm)) {
+  if (!ruvo::fault::local_time_fails() && ruvo::sys::local_time(std::time(nullptr), &tm)) {
     return ruvo_str_snprintf(buf, size, "%d-%02d-%02d %02d:%02d:%02d", tm.tm_year + 1900,
                              tm.tm_mon + 1, tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec);
   }

@@ -1,8 +1,10 @@
-// Allocation fault injection for the white-box tests. The plain wrappers of
-// the memory family (ruvo_malloc_, ruvo_zero_malloc_, ruvo_ralloc_) ask it
-// before every allocation, so a family that reports running out of memory
-// as a result can be driven down that path on purpose. It exists only in
-// builds with RUVO_BASE_TESTING; elsewhere the question folds to false.
+// Fault injection for the white-box tests. The plain wrappers of the memory
+// family (ruvo_malloc_, ruvo_zero_malloc_, ruvo_ralloc_) ask it before every
+// allocation, so a family that reports running out of memory as a result can
+// be driven down that path on purpose; the log timestamp asks it before it
+// breaks the clock down, for the fallback text that no real clock gives. It
+// exists only in builds with RUVO_BASE_TESTING; elsewhere the questions fold
+// to false.
 #pragma once
 
 namespace ruvo::fault {
@@ -14,8 +16,13 @@ namespace ruvo::fault {
 void fail_allocations_after(long successes) noexcept;
 // Consumes one step of the countdown; true when this allocation must fail.
 bool allocation_fails() noexcept;
+// While set, the log timestamp finds local time unavailable, as on a clock
+// that the runtime cannot break down.
+void fail_local_time(bool fails) noexcept;
+bool local_time_fails() noexcept;
 #else
 constexpr bool allocation_fails() noexcept { return false; }
+constexpr bool local_time_fails() noexcept { return false; }
 #endif
 
 }  // namespace ruvo::fault
