@@ -1,7 +1,9 @@
 // Child processes and platform detection for the test programs.
 #include "support/support.hpp"
 
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #if defined(_WIN32)
@@ -69,6 +71,25 @@ bool under_wine() {
 #else
   return false;
 #endif
+}
+
+watchdog::watchdog(const char *what, int seconds)
+    : thread_([this, what, seconds] {
+        std::unique_lock<std::mutex> lock(mutex_);
+        if (!done_cv_.wait_for(lock, std::chrono::seconds(seconds), [this] { return done_; })) {
+          std::fprintf(stderr, "watchdog: %s did not finish within %d s\n", what, seconds);
+          std::fflush(stderr);
+          std::_Exit(3);
+        }
+      }) {}
+
+watchdog::~watchdog() {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    done_ = true;
+  }
+  done_cv_.notify_one();
+  thread_.join();
 }
 
 }  // namespace ruvo_test

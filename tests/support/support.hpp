@@ -1,7 +1,10 @@
 // Helpers shared by the test programs.
 #pragma once
 
+#include <condition_variable>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace ruvo_test {
@@ -22,5 +25,22 @@ int run_child(const char *name, const std::vector<std::string> &args,
 
 // True when the program runs under Wine.
 bool under_wine();
+
+// Ends the process with a message on standard error when its scope is not
+// left within `seconds`, so that a deadlocked concurrency test fails at once
+// and says what hung, instead of waiting for ctest's time limit.
+class watchdog {
+ public:
+  watchdog(const char *what, int seconds);
+  ~watchdog();
+  watchdog(const watchdog &) = delete;
+  watchdog &operator=(const watchdog &) = delete;
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable done_cv_;
+  bool done_ = false;
+  std::thread thread_;
+};
 
 }  // namespace ruvo_test
