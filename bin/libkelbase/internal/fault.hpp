@@ -1,8 +1,9 @@
-// Allocation fault injection for the white-box tests. The plain wrappers of
-// the memory family (ruvo_malloc_, ruvo_zero_malloc_, ruvo_ralloc_) ask it
-// before every allocation, so a family that reports running out of memory
-// as a result can be driven down that path on purpose. It exists only in
-// builds with RUVO_BASE_TESTING; elsewhere the question folds to false.
+// Fault injection for the white-box tests. The plain wrappers of the memory
+// family (ruvo_malloc_, ruvo_zero_malloc_, ruvo_ralloc_) ask it before every
+// allocation, so a family that reports running out of memory as a result
+// can be driven down that path on purpose; the thread start asks it before
+// making a thread, which no test can otherwise make fail. It exists only in
+// builds with RUVO_BASE_TESTING; elsewhere the questions fold to false.
 #pragma once
 
 namespace ruvo::fault {
@@ -14,8 +15,13 @@ namespace ruvo::fault {
 void fail_allocations_after(long successes) noexcept;
 // Consumes one step of the countdown; true when this allocation must fail.
 bool allocation_fails() noexcept;
+// While on, ruvo_thread_start fails as if the C runtime could not make a
+// thread (errno EAGAIN), after its start record has been allocated.
+void fail_thread_starts(bool fail) noexcept;
+bool thread_start_fails() noexcept;
 #else
 constexpr bool allocation_fails() noexcept { return false; }
+constexpr bool thread_start_fails() noexcept { return false; }
 #endif
 
 }  // namespace ruvo::fault

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <ctime>
 
 #include "internal/platform.hpp"
 
@@ -11,6 +12,14 @@ namespace ruvo::sys {
 
 uint32_t process_id() noexcept { return static_cast<uint32_t>(::getpid()); }
 uint32_t thread_id() noexcept { return static_cast<uint32_t>(::syscall(SYS_gettid)); }
+
+// nanosleep returns early on a signal; go on sleeping for what is left.
+void sleep_ms(uint32_t milliseconds) noexcept {
+  timespec left{static_cast<time_t>(milliseconds / 1000),
+                static_cast<long>(milliseconds % 1000) * 1000000L};
+  while (::nanosleep(&left, &left) != 0 && errno == EINTR) {
+  }
+}
 
 bool local_time(std::time_t t, std::tm *out) noexcept { return ::localtime_r(&t, out) != nullptr; }
 
