@@ -73,6 +73,20 @@ bool under_wine() {
 #endif
 }
 
+#if defined(_WIN32)
+size_t busy_process_heap_blocks() {
+  HANDLE heap = ::GetProcessHeap();
+  ::HeapLock(heap);
+  PROCESS_HEAP_ENTRY entry{};
+  size_t n = 0;
+  while (::HeapWalk(heap, &entry)) {
+    if (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) ++n;
+  }
+  ::HeapUnlock(heap);
+  return n;
+}
+#endif
+
 watchdog::watchdog(const char *what, int seconds)
     : thread_([this, what, seconds] {
         std::unique_lock<std::mutex> lock(mutex_);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <cstddef>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -25,6 +26,18 @@ int run_child(const char *name, const std::vector<std::string> &args,
 
 // True when the program runs under Wine.
 bool under_wine();
+
+// Runs body(i) on n threads at once and joins them all.
+template <class F>
+void run_threads(int n, F body) {
+  std::vector<std::thread> threads;
+  for (int i = 0; i < n; ++i) threads.emplace_back(body, i);
+  for (auto &th : threads) th.join();
+}
+
+// Busy blocks on the process heap, counted by walking it (Windows only):
+// a count that does not grow over many operations shows nothing leaked.
+size_t busy_process_heap_blocks();
 
 // Ends the process with a message on standard error when its scope is not
 // left within `seconds`, so that a deadlocked concurrency test fails at once
