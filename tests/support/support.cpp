@@ -6,6 +6,9 @@
 #include <cstdlib>
 #include <string>
 
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
 #if defined(_WIN32)
 #include <windows.h>
 #else
@@ -85,6 +88,14 @@ size_t busy_process_heap_blocks() {
   ::HeapUnlock(heap);
   return n;
 }
+#endif
+
+#if defined(__SANITIZE_ADDRESS__)
+leaks_ignored::leaks_ignored() { __lsan_disable(); }
+leaks_ignored::~leaks_ignored() { __lsan_enable(); }
+#else
+leaks_ignored::leaks_ignored() = default;
+leaks_ignored::~leaks_ignored() = default;
 #endif
 
 watchdog::watchdog(const char *what, int seconds)

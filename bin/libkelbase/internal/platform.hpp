@@ -15,6 +15,11 @@ uint32_t thread_id() noexcept;
 // Suspends the calling thread for at least `milliseconds`.
 void sleep_ms(uint32_t milliseconds) noexcept;
 
+// The calling thread's error state that callers read after a failure:
+// GetLastError on Windows, errno on Linux.
+uint32_t last_error() noexcept;
+void set_last_error(uint32_t error) noexcept;
+
 // Breaks `t` down into local time. False when the platform cannot.
 bool local_time(std::time_t t, std::tm *out) noexcept;
 

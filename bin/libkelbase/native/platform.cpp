@@ -21,6 +21,11 @@ void sleep_ms(uint32_t milliseconds) noexcept {
   }
 }
 
+// The library's own codes (0x84CE....) go into errno as they are; a caller
+// on Linux reads them there as a Windows caller reads GetLastError.
+uint32_t last_error() noexcept { return static_cast<uint32_t>(errno); }
+void set_last_error(uint32_t error) noexcept { errno = static_cast<int>(error); }
+
 bool local_time(std::time_t t, std::tm *out) noexcept { return ::localtime_r(&t, out) != nullptr; }
 
 // Linux has no last-error word beside errno.

@@ -162,32 +162,4 @@ RUVO_API int32_t ruvo_tls_set(ruvo_tls_key_st *key, void *value) noexcept {
   return ::TlsSetValue(key->index, value) ? 1 : 0;
 }
 
-RUVO_API void *ruvo_tls_auto_get(ruvo_tls_key_st **key_slot, ruvo_tls_create_fn create,
-                                 ruvo_tls_destroy_fn destroy) noexcept {
-  if (key_slot == nullptr || create == nullptr || destroy == nullptr) {
-    ::SetLastError(RUVO_E_INVAL);
-    return nullptr;
-  }
-  if (*key_slot == nullptr) {
-    ruvo_tls_key_st *key = ruvo_dstable_tls_alloc(destroy);
-    if (key == nullptr) {
-      ::SetLastError(RUVO_E_TLS);
-      return nullptr;
-    }
-    *key_slot = key;
-  }
-  void *value = nullptr;
-  if (ruvo_tls_get(*key_slot, &value) && value != nullptr) return value;
-  value = create();
-  if (value == nullptr) {
-    ::SetLastError(RUVO_E_FAIL);
-    return nullptr;
-  }
-  if (ruvo_tls_set(*key_slot, value)) return value;
-  const DWORD error = ::GetLastError();
-  destroy(value);
-  ::SetLastError(error);  // the reason is the failed store, not the clean-up
-  return nullptr;
-}
-
 }  // extern "C"

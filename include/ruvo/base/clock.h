@@ -10,7 +10,9 @@
  * down). Times in seconds are 64-bit signed, as the platform's time_t is.
  *
  * FILETIME and SYSTEMTIME are the platform's records; they are named by their
- * structure tags here so that this header does not need <windows.h>.
+ * structure tags here so that this header does not need <windows.h>. The
+ * clocks and sleeps also exist in the Linux build, on clock_gettime, for the
+ * families that rest on them; the conversions are Windows only.
  */
 #ifndef RUVO_BASE_CLOCK_H
 #define RUVO_BASE_CLOCK_H
@@ -26,11 +28,6 @@ typedef struct ruvo_timeval_st {
   int64_t sec;  /* seconds since 1970-01-01 00:00:00 UTC */
   int64_t usec; /* microseconds within the second, 0 to 999999 */
 } ruvo_timeval_st;
-
-#if defined(_WIN32)
-
-struct _FILETIME;
-struct _SYSTEMTIME;
 
 /* Milliseconds since the system booted, taken from the kernel's boot time
  * and current time; 0 on failure. ruvo_mclock gives the same value. */
@@ -49,6 +46,11 @@ RUVO_API int64_t ruvo_time(void) RUVO_NOEXCEPT;
 /* Sleep the calling thread for whole seconds, or for milliseconds. */
 RUVO_API void ruvo_sleep(uint32_t seconds) RUVO_NOEXCEPT;
 RUVO_API void ruvo_msleep(uint32_t milliseconds) RUVO_NOEXCEPT;
+
+#if defined(_WIN32)
+
+struct _FILETIME;
+struct _SYSTEMTIME;
 
 /* Seconds since 1970 of a UTC file time, rounded towards zero. Returns 1;
  * 0 with the last error 87 when `out` is null. */

@@ -15,8 +15,6 @@
 
 RUVO_BEGIN_DECLS
 
-#if defined(_WIN32)
-
 /* Layout is part of the interface: the name is at the object's own
  * address. Callers read the fields through the calls below. */
 typedef struct ruvo_keepalive_st {
@@ -78,8 +76,6 @@ RUVO_API ruvo_keepalive_st *ruvo_keepalive_mgr_abnormal_obj(ruvo_keepalive_mgr_s
  * for a null manager or `fn`. `fn` must not call back into the manager. */
 RUVO_API int32_t ruvo_keepalive_mgr_hs_foreach(ruvo_keepalive_mgr_st *mgr, void *arg,
                                                ruvo_xhash_walk_fn fn) RUVO_NOEXCEPT;
-
-#endif /* _WIN32 */
 
 RUVO_END_DECLS
 

@@ -6,7 +6,8 @@
  * Nothing here is named or shared between processes. Results are 0 or a
  * status of defs.h; time-outs are in milliseconds. Where locks nest the
  * order is the caller's mutex, then a condition variable's `outer`, then its
- * `inner`.
+ * `inner`. The mutex also exists in the Linux build, on a recursive pthread
+ * mutex; the rest is Windows only.
  */
 #ifndef RUVO_BASE_SYNC_H
 #define RUVO_BASE_SYNC_H
@@ -15,11 +16,22 @@
 
 RUVO_BEGIN_DECLS
 
-#if defined(_WIN32)
-
 /* A recursive mutex: the platform's critical section, opaque. The holder may
  * lock it again and unlocks it as often as it locked it. */
 typedef struct ruvo_mutex_st ruvo_mutex_st;
+
+/* Makes a mutex in *out. 0; RUVO_E_INVAL for a null `out`; RUVO_E_NOMEM. */
+RUVO_API uint32_t ruvo_mutex_init(ruvo_mutex_st **out) RUVO_NOEXCEPT;
+/* Frees a mutex nobody holds. Null does nothing. */
+RUVO_API void ruvo_mutex_destroy(ruvo_mutex_st *m) RUVO_NOEXCEPT;
+/* Lock and unlock; `m` must not be null. */
+RUVO_API void ruvo_mutex_lock(ruvo_mutex_st *m) RUVO_NOEXCEPT;
+RUVO_API void ruvo_mutex_unlock(ruvo_mutex_st *m) RUVO_NOEXCEPT;
+/* 0 when taken (also by the holder, again), RUVO_E_FAIL when another thread
+ * holds it, RUVO_E_INVAL for null. */
+RUVO_API uint32_t ruvo_mutex_trylock(ruvo_mutex_st *m) RUVO_NOEXCEPT;
+
+#if defined(_WIN32)
 
 /* The condition variable. Layout is part of the interface; callers read
  * nothing and change nothing. */
@@ -46,17 +58,6 @@ typedef struct ruvo_semaphore_st {
   void *handle;  /* platform semaphore; null or all ones when invalid */
   int64_t count; /* readable count, kept beside the platform's */
 } ruvo_semaphore_st;
-
-/* Makes a mutex in *out. 0; RUVO_E_INVAL for a null `out`; RUVO_E_NOMEM. */
-RUVO_API uint32_t ruvo_mutex_init(ruvo_mutex_st **out) RUVO_NOEXCEPT;
-/* Frees a mutex nobody holds. Null does nothing. */
-RUVO_API void ruvo_mutex_destroy(ruvo_mutex_st *m) RUVO_NOEXCEPT;
-/* Lock and unlock; `m` must not be null. */
-RUVO_API void ruvo_mutex_lock(ruvo_mutex_st *m) RUVO_NOEXCEPT;
-RUVO_API void ruvo_mutex_unlock(ruvo_mutex_st *m) RUVO_NOEXCEPT;
-/* 0 when taken (also by the holder, again), RUVO_E_FAIL when another thread
- * holds it, RUVO_E_INVAL for null. */
-RUVO_API uint32_t ruvo_mutex_trylock(ruvo_mutex_st *m) RUVO_NOEXCEPT;
 
 /* Makes a condition variable in *out. 0; RUVO_E_INVAL for a null `out`;
  * RUVO_E_NOMEM; or the platform's error, with nothing left behind. */

@@ -6,7 +6,8 @@
  * results are 0, a status of defs.h, the platform's last error or the C
  * runtime's errno. Slot calls give null or 0 with the reason in the last
  * error. Nothing here runs at thread exit: values left in slots stay until
- * the process ends.
+ * the process ends. The thread id and the slots also exist in the Linux
+ * build, on pthread keys, where the last error is errno.
  */
 #ifndef RUVO_BASE_THREAD_H
 #define RUVO_BASE_THREAD_H
@@ -14,6 +15,9 @@
 #include "ruvo/base/defs.h"
 
 RUVO_BEGIN_DECLS
+
+/* The calling thread's platform id. */
+RUVO_API uint64_t ruvo_thread_id(void) RUVO_NOEXCEPT;
 
 #if defined(_WIN32)
 
@@ -55,9 +59,6 @@ RUVO_API uint32_t ruvo_thread_cancel(ruvo_thread_st *t) RUVO_NOEXCEPT;
  * allocated. */
 RUVO_API void ruvo_thread_exit(uint32_t code) RUVO_NOEXCEPT;
 
-/* The calling thread's platform id. */
-RUVO_API uint64_t ruvo_thread_id(void) RUVO_NOEXCEPT;
-
 /* Number of processors the platform reports. */
 RUVO_API uint32_t ruvo_thread_nprocs(void) RUVO_NOEXCEPT;
 
@@ -65,6 +66,8 @@ RUVO_API void ruvo_thread_sleep(uint32_t milliseconds) RUVO_NOEXCEPT;
 
 /* Gives up the processor. Non-zero when another thread ran. */
 RUVO_API int32_t ruvo_thread_yield(void) RUVO_NOEXCEPT;
+
+#endif /* _WIN32 */
 
 /* ---- thread-local slots ---- */
 
@@ -107,8 +110,6 @@ RUVO_API int32_t ruvo_tls_set(ruvo_tls_key_st *key, void *value) RUVO_NOEXCEPT;
  * until the process ends. */
 RUVO_API void *ruvo_tls_auto_get(ruvo_tls_key_st **key_slot, ruvo_tls_create_fn create,
                                  ruvo_tls_destroy_fn destroy) RUVO_NOEXCEPT;
-
-#endif /* _WIN32 */
 
 RUVO_END_DECLS
 

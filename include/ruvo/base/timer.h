@@ -17,8 +17,6 @@
 
 RUVO_BEGIN_DECLS
 
-#if defined(_WIN32)
-
 typedef struct ruvo_bstimer_st ruvo_bstimer_st;
 
 /* Called once when the timer is due, with the timer and its userdata. The
@@ -50,8 +48,6 @@ RUVO_API void *ruvo_bstimer_get_userdata(ruvo_bstimer_st *timer) RUVO_NOEXCEPT;
  * started by a callback fires in this call only if already due at that
  * reading. Callbacks may start and stop timers. */
 RUVO_API uint32_t ruvo_bstimer_poll_once(void) RUVO_NOEXCEPT;
-
-#endif /* _WIN32 */
 
 RUVO_END_DECLS
 

@@ -1,10 +1,9 @@
 // One-shot timers on a per-thread binary heap, kept in a thread-local slot
 // that makes the heap on first use. Ordered by the tick count; no locks,
 // because a heap is only ever touched by its own thread.
-#include <windows.h>
-
 #include <cstdlib>
 
+#include "internal/platform.hpp"
 #include "ruvo/base/atomic.h"
 #include "ruvo/base/clock.h"
 #include "ruvo/base/heap.h"
@@ -60,7 +59,7 @@ ruvo_heap_st *thread_heap() noexcept {
       ruvo_tls_auto_get(&g_heap_key, bstimer_heap_create, bstimer_heap_destroy));
   if (heap == nullptr) {
     RUVO_LOG(RUVO_LOG_WARN, "warn", "expr[timeout_heap] false! get tls timeout_heap fail! err[%x]\n",
-             static_cast<unsigned>(::GetLastError()));
+             static_cast<unsigned>(ruvo::sys::last_error()));
   }
   return heap;
 }

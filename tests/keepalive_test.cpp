@@ -1,19 +1,22 @@
 // Keepalive objects and their manager with short time-outs on the real tick
-// count, and workers that touch their objects while a supervisor checks.
-#include <windows.h>
-
+// count, and workers that touch their objects while a supervisor checks; in
+// both builds, natively under the sanitizers.
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "ruvo/base/clock.h"
 #include "ruvo/base/keepalive.h"
+#include "ruvo/base/thread.h"
 #include "support/support.hpp"
 
 namespace {
+
+void sleep_ms(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
 
 static_assert(offsetof(ruvo_keepalive_st, id) == 64 && offsetof(ruvo_keepalive_st, tick) == 80);
 
@@ -48,7 +51,7 @@ TEST(Keepalive, NamesAndAges) {
   ASSERT_NE(obj, nullptr);
   EXPECT_EQ(ruvo_keepalive_get_name(obj), reinterpret_cast<const char *>(obj));
   EXPECT_EQ(ruvo_keepalive_get_name(obj), longest);
-  EXPECT_EQ(ruvo_keepalive_get_id(obj), ::GetCurrentThreadId());
+  EXPECT_EQ(ruvo_keepalive_get_id(obj), ruvo_thread_id());
   // An age of exactly the time-out is alive, one more ms is not. The
   // reading counts only if the clock stood still across the call.
   int alive = -1;
@@ -105,7 +108,7 @@ TEST(KeepaliveMgr, TheFirstStaleObjectIsCopiedOnceForGood) {
   ruvo_keepalive_mgr_add(mgr, a);
   ruvo_keepalive_mgr_add(mgr, b);
   EXPECT_EQ(ruvo_keepalive_mgr_is_alive(mgr), 1);
-  ::Sleep(60);
+  sleep_ms(60);
   EXPECT_EQ(ruvo_keepalive_mgr_is_alive(mgr), 0);
   ruvo_keepalive_st *copy = ruvo_keepalive_mgr_abnormal_obj(mgr);
   ASSERT_NE(copy, nullptr);
@@ -134,7 +137,7 @@ TEST(KeepaliveMgr, WorkersUpdateWhileASupervisorChecks) {
   std::atomic<int> joined{0};
   std::atomic<bool> stop{false}, stall{false};
   std::thread supervisor([&] {
-    while (joined.load() < 6) ::Sleep(1);
+    while (joined.load() < 6) sleep_ms(1);
     int stale = 0;
     for (const int64_t end = now() + 600; now() < end; std::this_thread::yield()) {
       stale += !ruvo_keepalive_mgr_is_alive(mgr);
@@ -142,7 +145,7 @@ TEST(KeepaliveMgr, WorkersUpdateWhileASupervisorChecks) {
     EXPECT_EQ(stale, 0);
     stall = true;
     const int64_t stalled_at = now();
-    while (ruvo_keepalive_mgr_is_alive(mgr) && now() - stalled_at < 5000) ::Sleep(1);
+    while (ruvo_keepalive_mgr_is_alive(mgr) && now() - stalled_at < 5000) sleep_ms(1);
     EXPECT_GE(now() - stalled_at, kTimeout / 2);
     EXPECT_LT(now() - stalled_at, kTimeout + 1000);
     stop = true;
@@ -151,7 +154,7 @@ TEST(KeepaliveMgr, WorkersUpdateWhileASupervisorChecks) {
     ruvo_keepalive_st *obj = ruvo_keepalive_create(("worker-" + std::to_string(i)).c_str(), kTimeout);
     ruvo_keepalive_mgr_add(mgr, obj);
     ++joined;
-    for (; !stop; ::Sleep(2)) {
+    for (; !stop; sleep_ms(2)) {
       if (i != 3 || !stall) ruvo_keepalive_update(obj);
     }
   });

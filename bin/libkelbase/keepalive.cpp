@@ -2,6 +2,7 @@
 // id behind a mutex, and the tick of each object as an atomic word so that
 // workers can touch their objects without the manager's lock.
 #include <atomic>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 
