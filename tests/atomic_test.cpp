@@ -38,7 +38,8 @@ TEST(Atomic, EightThreadsSumExactly) {
         seen = found;
       }
       for (void *seen = cursor, *found;
-           (found = ruvo_atomic_cmp_and_swap_ptr(&cursor, static_cast<char *>(seen) + 1, seen)) != seen;) {
+           (found = ruvo_atomic_cmp_and_swap_ptr(&cursor, static_cast<char *>(seen) + 1, seen)) !=
+           seen;) {
         seen = found;
       }
     }
@@ -49,8 +50,9 @@ TEST(Atomic, EightThreadsSumExactly) {
   EXPECT_EQ(add64, 0xFFFFF000ull + kTotal);
   EXPECT_EQ(cas64, 0xFFFFF000ull + kTotal);
   EXPECT_EQ(cursor, cells + kTotal);
-  EXPECT_EQ(ruvo_atomic64_add_and_fetch(&add64, -0x100000000ll), 0xFFFFF000ull + kTotal - 0x100000000ull);
-  EXPECT_EQ(ruvo_atomic64_set(&add64, 5), 0xFFFFF000ull + kTotal - 0x100000000ull);
+  const uint64_t back_below = 0xFFFFF000ull + kTotal - 0x100000000ull;
+  EXPECT_EQ(ruvo_atomic64_add_and_fetch(&add64, -0x100000000ll), back_below);
+  EXPECT_EQ(ruvo_atomic64_set(&add64, 5), back_below);
 }
 
 struct once_probe {

@@ -151,7 +151,8 @@ TEST(KeepaliveMgr, WorkersUpdateWhileASupervisorChecks) {
     stop = true;
   });
   ruvo_test::run_threads(6, [&](int i) {
-    ruvo_keepalive_st *obj = ruvo_keepalive_create(("worker-" + std::to_string(i)).c_str(), kTimeout);
+    const std::string name = "worker-" + std::to_string(i);
+    ruvo_keepalive_st *obj = ruvo_keepalive_create(name.c_str(), kTimeout);
     ruvo_keepalive_mgr_add(mgr, obj);
     ++joined;
     for (; !stop; sleep_ms(2)) {

@@ -28,7 +28,8 @@ constexpr int32_t kIdBytes = sizeof(uint64_t);
 std::atomic_ref<int64_t> tick_of(ruvo_keepalive_st *obj) noexcept {
   return std::atomic_ref<int64_t>(obj->tick);
 }
-static_assert(offsetof(ruvo_keepalive_st, tick) % std::atomic_ref<int64_t>::required_alignment == 0);
+static_assert(offsetof(ruvo_keepalive_st, tick) % std::atomic_ref<int64_t>::required_alignment ==
+              0);
 
 int64_t now() noexcept { return static_cast<int64_t>(ruvo_time_get_tick_cout()); }
 

@@ -1,10 +1,10 @@
 // One-shot timers on a per-thread binary heap, kept in a thread-local slot
 // that makes the heap on first use. Ordered by the tick count; no locks,
 // because a heap is only ever touched by its own thread.
+#include <atomic>
 #include <cstdlib>
 
 #include "internal/platform.hpp"
-#include "ruvo/base/atomic.h"
 #include "ruvo/base/clock.h"
 #include "ruvo/base/heap.h"
 #include "ruvo/base/memory.h"
@@ -45,20 +45,19 @@ void bstimer_heap_destroy(void *value) {
 // ruvo_tls_auto_get does not guard the first making of a key, and threads
 // may start their first timers at the same moment; the key is therefore
 // published by compare-and-swap, and a thread that loses frees its own.
+// Once set it never changes, so later polls pay only a plain load.
 ruvo_heap_st *thread_heap() noexcept {
-  if (ruvo_atomic_cmp_and_swap_ptr(reinterpret_cast<void *volatile *>(&g_heap_key), nullptr,
-                                   nullptr) == nullptr) {
+  std::atomic_ref<ruvo_tls_key_st *> published(g_heap_key);
+  if (published.load(std::memory_order_acquire) == nullptr) {
     ruvo_tls_key_st *key = ruvo_tls_alloc();
-    if (key != nullptr &&
-        ruvo_atomic_cmp_and_swap_ptr(reinterpret_cast<void *volatile *>(&g_heap_key), key,
-                                     nullptr) != nullptr) {
-      ruvo_tls_free(key);
-    }
+    ruvo_tls_key_st *none = nullptr;
+    if (key != nullptr && !published.compare_exchange_strong(none, key)) ruvo_tls_free(key);
   }
   auto *heap = static_cast<ruvo_heap_st *>(
       ruvo_tls_auto_get(&g_heap_key, bstimer_heap_create, bstimer_heap_destroy));
   if (heap == nullptr) {
-    RUVO_LOG(RUVO_LOG_WARN, "warn", "expr[timeout_heap] false! get tls timeout_heap fail! err[%x]\n",
+    RUVO_LOG(RUVO_LOG_WARN, "warn",
+             "expr[timeout_heap] false! get tls timeout_heap fail! err[%x]\n",
              static_cast<unsigned>(ruvo::sys::last_error()));
   }
   return heap;

@@ -68,7 +68,8 @@ RUVO_API int32_t ruvo_keepalive_mgr_is_alive(ruvo_keepalive_mgr_st *mgr) RUVO_NO
 
 /* The manager's copy of the first object found stale, or null. It stays
  * valid, and unchanged, until the manager is destroyed. */
-RUVO_API ruvo_keepalive_st *ruvo_keepalive_mgr_abnormal_obj(ruvo_keepalive_mgr_st *mgr) RUVO_NOEXCEPT;
+RUVO_API ruvo_keepalive_st *ruvo_keepalive_mgr_abnormal_obj(
+    ruvo_keepalive_mgr_st *mgr) RUVO_NOEXCEPT;
 
 /* Walks the objects in the order they were added, with the manager's lock
  * held: fn(key, 8, object, arg), the key being the 8 bytes of the id; a
