@@ -1,6 +1,5 @@
-// Mutex, condition variable, event and semaphore under real threads. Every
-// case that blocks runs under a watchdog, so a lost wake fails with a
-// message instead of hanging the run.
+// Mutex, condition variable, event and semaphore under real threads, each
+// blocking case under a watchdog so that a lost wake fails instead of hanging.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -21,13 +20,11 @@ namespace {
 static_assert(offsetof(ruvo_cond_st, wake_sem) == 24 && offsetof(ruvo_cond_st, broadcasting) == 40);
 static_assert(sizeof(ruvo_event_st) == 24 && sizeof(ruvo_semaphore_st) == 16);
 
-void nap() { std::this_thread::sleep_for(std::chrono::milliseconds(1)); }
+void nap(int ms = 1) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
 
 bool other_thread_can_take(ruvo_mutex_st *m) {
   bool taken = false;
-  std::thread([&] {
-    if ((taken = ruvo_mutex_trylock(m) == RUVO_OK)) ruvo_mutex_unlock(m);
-  }).join();
+  std::thread([&] { if ((taken = ruvo_mutex_trylock(m) == RUVO_OK)) ruvo_mutex_unlock(m); }).join();
   return taken;
 }
 
@@ -38,43 +35,24 @@ int32_t registered(ruvo_cond_st *c) {
   return n;
 }
 
-struct Sync : ::testing::Test {
-  void SetUp() override {
-    ASSERT_EQ(ruvo_mutex_init(&m), RUVO_OK);
-    ASSERT_EQ(ruvo_cond_init(&c), RUVO_OK);
-  }
-  void TearDown() override {
-    ruvo_cond_destroy(c);
-    ruvo_mutex_destroy(m);
-  }
+// Three levels deep, the lock is held until the last unlock (the hunt below
+// shows that it excludes). Waiters hold the mutex and so does the waker, as
+// the hand-over must not need it: a broadcast returns when all three are
+// through, a signal wakes one of two, a wake with nobody waiting is not
+// kept, and a timed-out wait holds the mutex again.
+TEST(Sync, RecursiveMutexAndHandOversUnderIt) {
+  ruvo_test::watchdog dog("mutex and hand-over", 40);
   ruvo_mutex_st *m = nullptr;
   ruvo_cond_st *c = nullptr;
-};
-
-TEST_F(Sync, MutexIsRecursiveAndExcludesOthersUntilFullyUnlocked) {
-  ruvo_test::watchdog dog("recursive mutex", 30);
+  ASSERT_EQ(ruvo_mutex_init(&m), RUVO_OK);
+  ASSERT_EQ(ruvo_cond_init(&c), RUVO_OK);
+  EXPECT_EQ(ruvo_mutex_trylock(nullptr), RUVO_E_INVAL);
   ruvo_mutex_lock(m);
   ruvo_mutex_lock(m);
   EXPECT_EQ(ruvo_mutex_trylock(m), RUVO_OK);
   for (int depth = 3; depth > 0; --depth, ruvo_mutex_unlock(m)) {
     EXPECT_FALSE(other_thread_can_take(m)) << depth;
   }
-  long counter = 0;  // plain: only the mutex keeps the sum exact
-  ruvo_test::run_threads(8, [&](int) {
-    for (int i = 0; i < 20000; ++i, ruvo_mutex_unlock(m)) {
-      ruvo_mutex_lock(m);
-      ++counter;
-    }
-  });
-  EXPECT_EQ(counter, 8 * 20000);
-}
-
-// Waiters hold the mutex when they wait and the waker holds it while it
-// wakes: the hand-over must not need it. A broadcast returns only when all
-// three have deregistered, a signal wakes one of two, a wake given while
-// nobody waits is not remembered, and a timed-out wait holds the mutex.
-TEST_F(Sync, HandOversUnderTheMutex) {
-  ruvo_test::watchdog dog("hand-over", 30);
   for (const int waiters : {3, 2}) {
     std::atomic<int> woken{0};
     std::vector<std::thread> threads;
@@ -98,17 +76,20 @@ TEST_F(Sync, HandOversUnderTheMutex) {
   EXPECT_EQ(ruvo_cond_timedwait(c, m, 50), RUVO_E_TIMEOUT);
   EXPECT_FALSE(other_thread_can_take(m));
   ruvo_mutex_unlock(m);
+  ruvo_cond_destroy(c);
+  ruvo_mutex_destroy(m);
 }
 
-// Producers and consumers over a bounded queue of four, waking each other
-// by signal and broadcast, some waits timed so that stale acknowledgements
-// and left-over permits happen too: 100000 items, each consumed once, and
-// nobody sleeps through the end.
-TEST_F(Sync, LostWakeupHunt) {
-  ruvo_test::watchdog dog("producer/consumer hand-over", 50);
+// Four producers and four consumers over a queue of four, waking each other
+// by signal and now and then by broadcast, some waits timed so that stale
+// acknowledgements and left-over permits occur: 100000 items, each consumed
+// once, and nobody sleeps through the end.
+TEST(Sync, LostWakeupHunt) {
+  ruvo_test::watchdog dog("producer/consumer hand-over", 60);
   constexpr int kItems = 100000, kSide = 4;
-  ruvo_cond_st *not_full = nullptr, *not_empty = c;
-  ASSERT_EQ(ruvo_cond_init(&not_full), RUVO_OK);
+  ruvo_mutex_st *m = nullptr;
+  ruvo_cond_st *not_full = nullptr, *not_empty = nullptr;
+  ASSERT_EQ(ruvo_mutex_init(&m) | ruvo_cond_init(&not_full) | ruvo_cond_init(&not_empty), 0u);
   std::deque<int> queue;
   int produced = 0, producers_done = 0;
   std::vector<uint8_t> seen(kItems);
@@ -123,15 +104,10 @@ TEST_F(Sync, LostWakeupHunt) {
       }
       if (producer ? produced == kItems : queue.empty()) {
         if (producer && ++producers_done == kSide) ruvo_cond_broadcast(not_empty);
-        ruvo_mutex_unlock(m);
-        return;
+        return ruvo_mutex_unlock(m);
       }
-      if (producer) {
-        queue.push_back(produced++);
-      } else {
-        ++seen[queue.front()];
-        queue.pop_front();
-      }
+      if (producer) queue.push_back(produced++);
+      else ++seen[queue.front()], queue.pop_front();
       if (rng() % 16 == 0) ruvo_cond_broadcast(theirs);
       else ruvo_cond_signal(theirs);
       ruvo_mutex_unlock(m);
@@ -140,13 +116,19 @@ TEST_F(Sync, LostWakeupHunt) {
   EXPECT_EQ(std::count(seen.begin(), seen.end(), 1), kItems);
   EXPECT_EQ(registered(not_empty) + registered(not_full), 0);
   ruvo_cond_destroy(not_full);
+  ruvo_cond_destroy(not_empty);
+  ruvo_mutex_destroy(m);
 }
 
-TEST(Event, AutoResetReleasesExactlyOneWaiterPerSet) {
-  ruvo_test::watchdog dog("auto-reset event", 40);
+// Auto reset: set at start and taken by the first wait; then twenty sets
+// among four waiters let exactly one through each. Manual reset: one set
+// releases all six, and waits pass until the reset.
+TEST(Event, AutoResetReleasesOnePerSetManualResetReleasesAll) {
+  ruvo_test::watchdog dog("events", 60);
   ruvo_event_st *e = nullptr;
+  EXPECT_EQ(ruvo_event_timedwait(nullptr, 0), RUVO_E_INVAL);
   ASSERT_EQ(ruvo_event_init(&e, 1, 0), RUVO_OK);
-  EXPECT_EQ(ruvo_event_wait(e), RUVO_OK);  // set at start, and taken
+  EXPECT_EQ(ruvo_event_wait(e), RUVO_OK);
   EXPECT_EQ(ruvo_event_timedwait(e, 50), RUVO_E_TIMEOUT);
   std::atomic<int> passed{0}, gone{0};
   std::atomic<bool> stop{false};
@@ -154,10 +136,10 @@ TEST(Event, AutoResetReleasesExactlyOneWaiterPerSet) {
     for (int n = 1; n <= 20; ++n) {
       ruvo_event_set(e);
       while (passed.load() < n) nap();
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));  // room for a second one
+      nap(10);  // room for a second one to slip through
       EXPECT_EQ(passed.load(), n);
     }
-    for (stop = true; gone.load() < 4; nap()) ruvo_event_set(e);  // close sets fold into one
+    for (stop = true; gone.load() < 4; nap()) ruvo_event_set(e);
   });
   ruvo_test::run_threads(4, [&](int) {
     while (ruvo_event_wait(e) == RUVO_OK && !stop) ++passed;
@@ -165,30 +147,36 @@ TEST(Event, AutoResetReleasesExactlyOneWaiterPerSet) {
   });
   setter.join();
   ruvo_event_destroy(e);
-}
 
-TEST(Event, ManualResetReleasesEveryWaiterUntilReset) {
-  ruvo_test::watchdog dog("manual-reset event", 30);
-  ruvo_event_st *e = nullptr;
   ASSERT_EQ(ruvo_event_init(&e, 0, 1), RUVO_OK);
-  std::atomic<int> passed{0};
-  std::thread setter([&] {
+  passed = 0;
+  std::thread late_setter([&] {
     while (registered(e->cond) != 6) nap();
     ruvo_event_set(e);
   });
   ruvo_test::run_threads(6, [&](int) { passed += ruvo_event_timedwait(e, 10000) == RUVO_OK; });
-  setter.join();
+  late_setter.join();
   EXPECT_EQ(passed.load(), 6);
-  EXPECT_EQ(ruvo_event_timedwait(e, 0), RUVO_OK);  // still set
+  EXPECT_EQ(ruvo_event_timedwait(e, 0), RUVO_OK);
   ruvo_event_reset(e);
   EXPECT_EQ(ruvo_event_timedwait(e, 100), RUVO_E_TIMEOUT);
   ruvo_event_destroy(e);
 }
 
-TEST(Semaphore, LimitsAndTheReadableCount) {
+// Limits, then four posters and four takers at once. A take may give
+// RUVO_E_FAIL when the readable count lags a racing post, having used its
+// permit all the same; the platform's count must come out exact (nothing
+// left), and the readable count once the next post sets it.
+TEST(Semaphore, LimitsAndCountsExactUnderEightThreads) {
+  ruvo_test::watchdog dog("semaphore counts", 60);
   EXPECT_EQ(ruvo_semaphore_init(0x10001), nullptr);
   EXPECT_EQ(ruvo_semaphore_value(nullptr), 0xFFFFFFFFu);
-  ruvo_semaphore_st *s = ruvo_semaphore_init(0);
+  EXPECT_EQ(ruvo_semaphore_post(nullptr, 1), RUVO_E_FAIL);
+  EXPECT_EQ(ruvo_semaphore_wait(nullptr, 0), RUVO_E_FAIL);
+  ruvo_semaphore_st *s = ruvo_semaphore_init(0x10000);
+  EXPECT_EQ(ruvo_semaphore_value(s), 0x10000u);
+  ruvo_semaphore_destroy(s);
+  s = ruvo_semaphore_init(0);
   EXPECT_EQ(ruvo_semaphore_wait(s, 0), RUVO_E_TIMEOUT);
   EXPECT_EQ(ruvo_semaphore_post(s, 0), RUVO_E_FAIL);
   EXPECT_EQ(ruvo_semaphore_post(s, 3), RUVO_OK);
@@ -198,15 +186,7 @@ TEST(Semaphore, LimitsAndTheReadableCount) {
   EXPECT_EQ(ruvo_semaphore_wait(s, -1), RUVO_OK);
   EXPECT_EQ(ruvo_semaphore_value(s), 0xFFFFu);
   ruvo_semaphore_destroy(s);
-}
-
-// Four posters and four takers at once. A take may give RUVO_E_FAIL when
-// the readable count lags, but it has used a permit all the same; what must
-// be exact is the platform's count (nothing left over), and the readable
-// count once the next post has set it.
-TEST(Semaphore, CountsStayExactUnderEightThreads) {
-  ruvo_test::watchdog dog("semaphore counts", 40);
-  ruvo_semaphore_st *s = ruvo_semaphore_init(0);
+  s = ruvo_semaphore_init(0);
   std::atomic<int> done{0};
   ruvo_test::run_threads(8, [&](int i) {
     for (int n = 0; n < 5000; ++n) {
