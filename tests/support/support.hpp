@@ -35,7 +35,11 @@ void run_threads(int n, F body) {
   for (auto &th : threads) th.join();
 }
 
-// Busy blocks on the process heap, counted by walking it (Windows only):
+// Makes a crash end the program with a non-zero status (Windows; the
+// default elsewhere already does).
+void fail_on_crash();
+
+// Busy blocks on the process's heaps, counted by walking them (Windows only):
 // a count that does not grow over many operations shows nothing leaked.
 size_t busy_process_heap_blocks();
 
