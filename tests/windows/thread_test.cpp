@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <utility>
 #include <vector>
 
 #include "ruvo/base/thread.h"
@@ -150,6 +151,28 @@ TEST(Tls, AutoGetMakesOneValuePerThread) {
   EXPECT_EQ(ruvo_tls_auto_get(&dead_slot, make_value, drop_value), nullptr);
   EXPECT_EQ(::GetLastError(), 87u);
   EXPECT_EQ(g_destroyed.load(), 1);
+}
+
+// With every slot taken, a key costs no memory and auto-get says
+// RUVO_E_TLS; freed keys give their slots back.
+TEST(Tls, RunningOutOfSlots) {
+  std::vector<ruvo_tls_key_st *> keys;
+  for (ruvo_tls_key_st *k; keys.size() < 5000 && (k = ruvo_tls_alloc()) != nullptr;) {
+    keys.push_back(k);
+  }
+  ASSERT_LT(keys.size(), 5000u);
+  const size_t blocks = ruvo_test::busy_process_heap_blocks();
+  for (int i = 0; i < 200; ++i) EXPECT_EQ(ruvo_dstable_tls_alloc(drop_value), nullptr);
+  EXPECT_LT(ruvo_test::busy_process_heap_blocks(), blocks + 20);
+  ruvo_tls_key_st *slot = nullptr;
+  EXPECT_EQ(ruvo_tls_auto_get(&slot, make_value, drop_value), nullptr);
+  EXPECT_TRUE(::GetLastError() == RUVO_E_TLS && slot == nullptr);
+  for (int round = 0; round < 2; ++round) {
+    for (auto *&k : keys) ruvo_tls_free(std::exchange(k, nullptr));
+    for (auto *&k : keys) EXPECT_NE(k = ruvo_tls_alloc(), nullptr);
+  }
+  for (auto *k : keys) ruvo_tls_free(k);
+  ruvo_tls_free(nullptr);
 }
 
 }  // namespace
