@@ -144,8 +144,12 @@ TEST(KeepaliveMgr, WorkersUpdateWhileASupervisorChecks) {
     ruvo_keepalive_st *obj = ruvo_keepalive_create(name.c_str(), kTimeout);
     ruvo_keepalive_mgr_add(mgr, obj);
     ++joined;
-    for (; !stop; sleep_ms(2)) {
-      if (i != 3 || !stall) ruvo_keepalive_update(obj);
+    for (int n = 1; !stop; ++n, sleep_ms(2)) {
+      if (i == 3 && stall) continue;
+      ruvo_keepalive_update(obj);
+      // A new object now and then frees the old one under a checking walk.
+      if (n % 8 == 0) obj = ruvo_keepalive_create(name.c_str(), kTimeout);
+      if (n % 8 == 0) ruvo_keepalive_mgr_add(mgr, obj);
     }
   });
   supervisor.join();
