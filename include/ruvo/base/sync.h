@@ -110,7 +110,9 @@ RUVO_API uint32_t ruvo_semaphore_post(ruvo_semaphore_st *s, int32_t n) RUVO_NOEX
 
 /* Takes one permit, waiting at most `milliseconds` (negative: for ever).
  * 0; RUVO_E_TIMEOUT; RUVO_E_FAIL for a null or invalid semaphore, a failed
- * wait, or a readable count below 1. */
+ * wait, or a readable count below 1. In that last case the permit is used
+ * all the same: racing posts can leave the readable count low for a moment,
+ * so under concurrency RUVO_E_FAIL does not mean that nothing was taken. */
 RUVO_API uint32_t ruvo_semaphore_wait(ruvo_semaphore_st *s, int64_t milliseconds) RUVO_NOEXCEPT;
 
 /* The readable count; 0xFFFFFFFF for null. It follows the platform's count
