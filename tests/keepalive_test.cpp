@@ -82,6 +82,8 @@ TEST(KeepaliveMgr, OneObjectPerThreadAndTheFirstStaleIsCopiedForGood) {
   const int64_t first_tick = first->tick;
   ruvo_keepalive_mgr_add(mgr, first);
   ruvo_keepalive_mgr_add(mgr, first);  // twice is once
+  ruvo_keepalive_mgr_add(mgr, nullptr);
+  ruvo_keepalive_mgr_add(nullptr, first);
   ruvo_keepalive_st *second = ruvo_keepalive_create("short", 100);
   ruvo_keepalive_mgr_add(mgr, second);
   EXPECT_STREQ(ruvo_keepalive_get_name(second), "long");
