@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <mutex>
@@ -80,6 +81,22 @@ TEST(Clock, ConversionsAgreeWithThePlatformOverRandomInstants) {
     ASSERT_EQ(ruvo_timet_to_filetime(t, &local_ft), 1);
     EXPECT_EQ(to_timet(local_ft), ::_mkgmtime64(&local));
   }
+}
+
+// Seeded anew with the millisecond tick at each call: two calls within one
+// tick give the number that tick's seed gives first.
+TEST(Clock, RandomNumberIsSeededByTheTickAtEachCall) {
+  int agreed = 0;
+  for (int tries = 0; tries < 1000 && agreed < 3; ++tries) {
+    const DWORD tick = ::GetTickCount();
+    const int32_t a = ruvo_rand_by_time(), b = ruvo_rand_by_time();
+    std::srand(tick);
+    const int expected = std::rand();
+    if (::GetTickCount() != tick) continue;
+    EXPECT_TRUE(a == expected && b == expected) << a << " " << b << " " << expected;
+    ++agreed;
+  }
+  EXPECT_EQ(agreed, 3);
 }
 
 TEST(Clock, TickCountStartsAtBoot) {
