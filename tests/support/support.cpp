@@ -1,9 +1,14 @@
 // Child processes and platform detection for the test programs.
 #include "support/support.hpp"
 
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
 #if defined(_WIN32)
 #include <windows.h>
 #else
@@ -69,6 +74,68 @@ bool under_wine() {
 #else
   return false;
 #endif
+}
+
+#if defined(_WIN32)
+// Every heap of the process: the C runtime's malloc has a heap of its own.
+size_t busy_process_heap_blocks() {
+  HANDLE heaps[64];
+  const DWORD count = ::GetProcessHeaps(64, heaps);
+  size_t n = 0;
+  for (DWORD i = 0; i < count && i < 64; ++i) {
+    ::HeapLock(heaps[i]);
+    PROCESS_HEAP_ENTRY entry{};
+    while (::HeapWalk(heaps[i], &entry)) {
+      if (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) ++n;
+    }
+    ::HeapUnlock(heaps[i]);
+  }
+  return n;
+}
+
+// Wine's debugger ends a crashed program with status 0, which ctest takes
+// for a pass; end it here instead, with the exception code as the status.
+namespace {
+LONG WINAPI exit_on_crash(EXCEPTION_POINTERS *info) {
+  const DWORD code = info->ExceptionRecord->ExceptionCode;
+  std::fprintf(stderr, "crash: exception 0x%08lx at %p\n", static_cast<unsigned long>(code),
+               info->ExceptionRecord->ExceptionAddress);
+  std::fflush(stderr);
+  ::TerminateProcess(::GetCurrentProcess(), code);
+  return EXCEPTION_EXECUTE_HANDLER;
+}
+}  // namespace
+
+void fail_on_crash() { ::SetUnhandledExceptionFilter(exit_on_crash); }
+#else
+void fail_on_crash() {}
+#endif
+
+#if defined(__SANITIZE_ADDRESS__)
+leaks_ignored::leaks_ignored() { __lsan_disable(); }
+leaks_ignored::~leaks_ignored() { __lsan_enable(); }
+#else
+leaks_ignored::leaks_ignored() = default;
+leaks_ignored::~leaks_ignored() = default;
+#endif
+
+watchdog::watchdog(const char *what, int seconds)
+    : thread_([this, what, seconds] {
+        std::unique_lock<std::mutex> lock(mutex_);
+        if (!done_cv_.wait_for(lock, std::chrono::seconds(seconds), [this] { return done_; })) {
+          std::fprintf(stderr, "watchdog: %s did not finish within %d s\n", what, seconds);
+          std::fflush(stderr);
+          std::_Exit(3);
+        }
+      }) {}
+
+watchdog::~watchdog() {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    done_ = true;
+  }
+  done_cv_.notify_one();
+  thread_.join();
 }
 
 }  // namespace ruvo_test

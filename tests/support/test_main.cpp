@@ -32,6 +32,7 @@ int main(int argc, char **argv) {
     if (it == ruvo_test::children().end()) return 125;
     return it->second(std::vector<std::string>(argv + 2, argv + argc));
   }
+  ruvo_test::fail_on_crash();
   ::testing::InitGoogleTest(&argc, argv);
   return RUN_ALL_TESTS();
 }

@@ -2,9 +2,10 @@
 // family (ruvo_malloc_, ruvo_zero_malloc_, ruvo_ralloc_) ask it before every
 // allocation, so a family that reports running out of memory as a result can
 // be driven down that path on purpose; the log timestamp asks it before it
-// breaks the clock down, for the fallback text that no real clock gives. It
-// exists only in builds with RUVO_BASE_TESTING; elsewhere the questions fold
-// to false.
+// breaks the clock down, for the fallback text that no real clock gives; the
+// thread start asks it before making a thread, which no test can otherwise
+// make fail. It exists only in builds with RUVO_BASE_TESTING; elsewhere the
+// questions fold to false.
 #pragma once
 
 namespace ruvo::fault {
@@ -20,9 +21,14 @@ bool allocation_fails() noexcept;
 // that the runtime cannot break down.
 void fail_local_time(bool fails) noexcept;
 bool local_time_fails() noexcept;
+// While on, ruvo_thread_start fails as if the C runtime could not make a
+// thread (errno EAGAIN), after its start record has been allocated.
+void fail_thread_starts(bool fail) noexcept;
+bool thread_start_fails() noexcept;
 #else
 constexpr bool allocation_fails() noexcept { return false; }
 constexpr bool local_time_fails() noexcept { return false; }
+constexpr bool thread_start_fails() noexcept { return false; }
 #endif
 
 }  // namespace ruvo::fault

@@ -1,7 +1,7 @@
-// The few platform facts that the portable families need: ids, local time
-// and the caller's error state. Windows answers them in windows/platform.cpp,
-// Linux in native/platform.cpp; no portable source includes a system header
-// for them.
+// The few platform facts that the portable families need: ids, sleeping,
+// local time and the caller's error state. Windows answers them in
+// windows/platform.cpp, Linux in native/platform.cpp; no portable source
+// includes a system header for them.
 #pragma once
 
 #include <cstdint>
@@ -11,6 +11,14 @@ namespace ruvo::sys {
 
 uint32_t process_id() noexcept;
 uint32_t thread_id() noexcept;
+
+// Suspends the calling thread for at least `milliseconds`.
+void sleep_ms(uint32_t milliseconds) noexcept;
+
+// The calling thread's error state that callers read after a failure:
+// GetLastError on Windows, errno on Linux.
+uint32_t last_error() noexcept;
+void set_last_error(uint32_t error) noexcept;
 
 // Breaks `t` down into local time. False when the platform cannot.
 bool local_time(std::time_t t, std::tm *out) noexcept;

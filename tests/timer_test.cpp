@@ -1,0 +1,164 @@
+// Per-thread timers on the real tick count: a random run of starts, stops
+// and polls against a model, callbacks that start and stop timers during a
+// poll, and timers on several threads at once. Both builds run them: under
+// the sanitizers natively, on the platform's slots and clock under Wine.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "ruvo/base/clock.h"
+#include "ruvo/base/timer.h"
+#include "support/support.hpp"
+
+namespace {
+
+void sleep_ms(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
+
+struct firing {
+  intptr_t id;
+  uint64_t tick;
+};
+thread_local std::vector<firing> t_fired;
+
+int32_t record(ruvo_bstimer_st *timer, void *userdata) {
+  EXPECT_EQ(ruvo_bstimer_get_userdata(timer), userdata);
+  t_fired.push_back({reinterpret_cast<intptr_t>(userdata), ruvo_time_get_tick_cout()});
+  return 0;
+}
+void *tag(intptr_t id) { return reinterpret_cast<void *>(id); }
+
+// Polls until `n` timers have been taken or two seconds have gone.
+uint32_t poll_until_taken(uint32_t n) {
+  uint32_t taken = 0;
+  for (const uint64_t end = ruvo_time_get_tick_cout() + 2000;
+       taken < n && ruvo_time_get_tick_cout() < end; sleep_ms(1)) {
+    taken += ruvo_bstimer_poll_once();
+  }
+  return taken;
+}
+
+// 30, 10 and 20 ms fire in that order in one poll; a null callback and a
+// stopped timer are taken and counted, uncalled.
+TEST(Timer, DueTimersFireInOrderAndStoppedOnesAreTakenUncalled) {
+  ruvo_bstimer_init();
+  EXPECT_EQ(ruvo_bstimer_poll_once(), 0u);
+  EXPECT_EQ(ruvo_bstimer_get_userdata(nullptr), nullptr);
+  const uint64_t start = ruvo_time_get_tick_cout();
+  for (const intptr_t ms : {30, 10, 20, 0, 15}) {
+    ruvo_bstimer_st *t = ruvo_bstimer_start(ms, ms == 0 ? nullptr : record, tag(ms));
+    if (ms == 15) {
+      EXPECT_EQ(ruvo_bstimer_stop(t), 0);
+    }
+  }
+  sleep_ms(60);
+  EXPECT_EQ(ruvo_bstimer_poll_once(), 5u);
+  ASSERT_EQ(t_fired.size(), 3u);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(t_fired[i].id, 10 * (i + 1));
+    EXPECT_GE(t_fired[i].tick, start + t_fired[i].id);
+  }
+  EXPECT_EQ(ruvo_bstimer_poll_once(), 0u);
+}
+
+// Random starts, stops and polls. The model knows each timer's window of
+// due times (the tick before and after its start, plus its time-out): a
+// timer fires once, never before its window opens, never once stopped, and
+// never before a timer whose window lies wholly earlier.
+TEST(Timer, RandomStartsAndStopsAgreeWithAModel) {
+  ruvo_test::watchdog dog("random timers", 40);
+  struct model_timer {
+    ruvo_bstimer_st *handle;
+    uint64_t low, high;
+    bool stopped;
+  };
+  std::vector<model_timer> timers;
+  std::vector<int> calls;
+  std::mt19937 rng(20261124);
+  uint32_t taken = 0;
+  for (int step = 0; step < 3000; ++step) {
+    const unsigned action = rng() % 10;
+    for (const auto &f : t_fired) ++calls[f.id];  // what the last poll fired
+    t_fired.clear();
+    if (action < 5) {
+      const uint32_t timeout = rng() % 40;
+      const uint64_t before = ruvo_time_get_tick_cout();
+      ruvo_bstimer_st *t = ruvo_bstimer_start(timeout, record, tag(timers.size()));
+      timers.push_back({t, before + timeout, ruvo_time_get_tick_cout() + timeout, false});
+      calls.push_back(0);
+    } else if (action < 7 && !timers.empty()) {
+      // Only a timer that has neither fired nor been stopped is surely
+      // still on the heap, so only such a one may be touched.
+      const size_t i = rng() % timers.size();
+      if (!timers[i].stopped && calls[i] == 0) {
+        ruvo_bstimer_stop(timers[i].handle);
+        timers[i].stopped = true;
+      }
+    } else {
+      taken += ruvo_bstimer_poll_once();
+      for (size_t k = 0; k < t_fired.size(); ++k) {
+        const model_timer &m = timers[t_fired[k].id];
+        EXPECT_FALSE(m.stopped) << t_fired[k].id;
+        EXPECT_GE(t_fired[k].tick, m.low);
+        EXPECT_LE(k == 0 ? 0 : timers[t_fired[k - 1].id].low, m.high);
+      }
+    }
+    if (step % 100 == 0) sleep_ms(3);
+  }
+  taken += poll_until_taken(static_cast<uint32_t>(timers.size()) - taken);
+  for (const auto &f : t_fired) ++calls[f.id];
+  EXPECT_EQ(taken, timers.size());
+  for (size_t i = 0; i < timers.size(); ++i) EXPECT_EQ(calls[i], timers[i].stopped ? 0 : 1) << i;
+}
+
+// During one poll the first callback stops a due timer and starts one of
+// 0 ms and one of 100 ms: the stopped one is taken uncalled, and the 100 ms
+// one fires only in a later poll.
+ruvo_bstimer_st *g_victim = nullptr;
+int32_t juggle(ruvo_bstimer_st *timer, void *userdata) {
+  record(timer, userdata);
+  ruvo_bstimer_stop(g_victim);
+  ruvo_bstimer_start(0, record, tag(7));
+  ruvo_bstimer_start(100, record, tag(100));
+  return 0;
+}
+
+TEST(Timer, ACallbackStartsAndStopsOtherTimersDuringAPoll) {
+  ruvo_bstimer_start(0, juggle, tag(1));
+  g_victim = ruvo_bstimer_start(5, record, tag(5));
+  sleep_ms(20);
+  const uint32_t first = ruvo_bstimer_poll_once();  // 3 if the tick stood still for the 0 ms one
+  EXPECT_TRUE(first == 2 || first == 3) << first;
+  EXPECT_EQ(poll_until_taken(4 - first), 4 - first);
+  ASSERT_EQ(t_fired.size(), 3u);
+  EXPECT_EQ(t_fired[0].id, 1);
+  EXPECT_EQ(t_fired[1].id, 7);
+  EXPECT_EQ(t_fired[2].id, 100);
+  EXPECT_GE(t_fired[2].tick, t_fired[0].tick + 100);
+}
+
+// Eight threads make their heaps at the same moment and each fires exactly
+// its own timers; a timer started on another thread is not seen here.
+TEST(Timer, EachThreadPollsOnlyItsOwnTimers) {
+  ruvo_test::watchdog dog("timers on threads", 40);
+  std::vector<size_t> fired_on_self(8);
+  std::atomic<int> ready{0};
+  ruvo_test::run_threads(8, [&](int i) {
+    ruvo_test::leaks_ignored heap_outlives_thread;  // nothing runs at thread exit
+    for (++ready; ready.load() < 8;) std::this_thread::yield();
+    for (int n = 0; n < 400; ++n) ruvo_bstimer_start(n % 20, record, tag(i));
+    poll_until_taken(400);
+    for (const auto &f : t_fired) fired_on_self[i] += f.id == i;
+    if (i == 0) {
+      sleep_ms(5);
+      EXPECT_EQ(ruvo_bstimer_poll_once(), 0u);  // the others' timers are due by now
+    }
+  });
+  for (size_t n : fired_on_self) EXPECT_EQ(n, 400u);
+  EXPECT_TRUE(t_fired.empty());
+}
+
+}  // namespace
