@@ -189,14 +189,14 @@ TEST(L3Vectors, MasksNetworksAndFoldingAgreeWithPythonIpaddress) {
       ASSERT_EQ(ruvo_l3_range_trim(rs.data(), &n), 0) << line;
       ASSERT_EQ(n, want.size()) << line;
       for (uint32_t i = 0; i < n; ++i) {
-        char buf[100] = "#";
-        Range back;
+        std::string buf(100, '#');  // no zero in it but the terminator the call writes
+        Range back{};
         const std::string text = S(want[i].low) + "-" + S(want[i].high);  // texts are as unique as ranges
         const uint32_t len = uint32_t(text.size());  // one byte short of the terminator fails untouched
-        ASSERT_TRUE(ruvo_l3_range_to_string(&rs[i], buf, len) == -1 && buf[0] == '#') << text;
-        ASSERT_EQ(ruvo_l3_range_to_string(&rs[i], buf, len + 1), int32_t(len)) << line;
-        EXPECT_EQ(buf, text) << line;
-        EXPECT_TRUE(ruvo_l3_string_to_range(buf, &back) == 7 + is6(rs[i].low) && same_range(back, rs[i])) << buf;
+        ASSERT_TRUE(ruvo_l3_range_to_string(&rs[i], buf.data(), len) == -1 && buf[0] == '#') << text;
+        ASSERT_EQ(ruvo_l3_range_to_string(&rs[i], buf.data(), len + 1), int32_t(len)) << line;
+        EXPECT_EQ(buf.substr(0, len + 1), text + '\0') << line;
+        EXPECT_TRUE(ruvo_l3_string_to_range(buf.data(), &back) == 7 + is6(back.low) && same_range(back, rs[i])) << text;
       }
     }
   }
