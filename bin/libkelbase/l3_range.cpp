@@ -13,8 +13,10 @@ using ruvo::l3::is_v4;
 namespace {
 
 // Fills `range` from an address and a prefix length the caller has checked
-// against the family. Only words 0 and 3 of IPv4 ends are written.
-void range_from_prefix(ruvo_l3_range_st &range, const ruvo_l3_addr_st &addr, int32_t prefix) noexcept {
+// against the family. Only words 0 and 3 of IPv4 ends are written. False when
+// the high end would begin FF BF (prefixes 10 to 15 around ff80::): no
+// record can hold it, and it would read as IPv4.
+bool range_from_prefix(ruvo_l3_range_st &range, const ruvo_l3_addr_st &addr, int32_t prefix) noexcept {
   ruvo_l3_addr_st mask;
   if (is_v4(addr)) {
     ruvo_l3_get_ipv4_mask(prefix, &mask);
@@ -24,11 +26,16 @@ void range_from_prefix(ruvo_l3_range_st &range, const ruvo_l3_addr_st &addr, int
     }
     ruvo::l3::store_be32(range.low.u8 + 12, a & m);
     ruvo::l3::store_be32(range.high.u8 + 12, a | ~m);
-    return;
+    return true;
   }
   ruvo_l3_get_ipv6_mask(prefix, &mask);
-  ruvo_l3_addr_and_mask(&addr, &mask, &range.low);
-  ruvo_l3_addr_or_not_mask(&addr, &mask, &range.high);
+  ruvo_l3_addr_st low, high;
+  ruvo_l3_addr_and_mask(&addr, &mask, &low);
+  ruvo_l3_addr_or_not_mask(&addr, &mask, &high);
+  if (is_v4(high)) return false;
+  range.low = low;
+  range.high = high;
+  return true;
 }
 
 // The form code of a parsed range text: IPv4 odd, IPv6 even.
@@ -46,8 +53,7 @@ int32_t parse_range(char *text, ruvo_l3_range_st &out) noexcept {
       const int32_t prefix = parse_prefix(second);
       if (prefix < 0) return -6;
       if (!parse_addr(first, a)) return -7;
-      if (prefix > (is_v4(a) ? 32 : 128)) return -6;
-      range_from_prefix(out, a, prefix);
+      if (prefix > (is_v4(a) ? 32 : 128) || !range_from_prefix(out, a, prefix)) return -6;
       break;
     }
     case kMask: {
@@ -131,6 +137,9 @@ RUVO_API int32_t ruvo_l3_get_range_from_mask(ruvo_l3_range_st *range, const ruvo
   ruvo_l3_range_st r;
   ruvo_l3_addr_and_mask(addr, mask, &r.low);
   ruvo_l3_addr_or_not_mask(addr, mask, &r.high);
+  // Setting the host bits of an address below ffbf:: can reach the FF BF
+  // block, which no IPv6 record can hold: that mask does not fit there.
+  if (is_v4(r.high) != is_v4(*addr)) return -10;
   if (is_v4(*addr)) {
     // Both ends are made anew: the mark, zeros, the address.
     ruvo::l3::set_v4(r.low, ruvo::l3::v4_value(r.low));

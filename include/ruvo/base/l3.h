@@ -204,8 +204,9 @@ RUVO_API int32_t ruvo_l3_set_range(ruvo_l3_range_st *range, const ruvo_l3_addr_s
 RUVO_API int32_t ruvo_l3_is_range_equal(const ruvo_l3_range_st *a, const ruvo_l3_range_st *b) RUVO_NOEXCEPT;
 
 /* The range `addr` covers under `mask`: low with the bits outside the mask
- * cleared, high with them set. 0; -10 if the mask is invalid or a pointer is
- * null; -9 if the families of `addr` and `mask` differ. */
+ * cleared, high with them set. 0; -10 if the mask is invalid, a pointer is
+ * null, or the high end would begin FF BF (which no record can hold); -9 if
+ * the families of `addr` and `mask` differ. `range` is written only on 0. */
 RUVO_API int32_t ruvo_l3_get_range_from_mask(ruvo_l3_range_st *range, const ruvo_l3_addr_st *addr,
                                              const ruvo_l3_addr_st *mask) RUVO_NOEXCEPT;
 
@@ -216,10 +217,12 @@ RUVO_API int32_t ruvo_l3_get_range_from_mask(ruvo_l3_range_st *range, const ruvo
  *   -1 the text is 128 bytes or longer, or a pointer is null;
  *   -3 an address of a one-address or low-high text is no address;
  *   -4 low and high differ in family;   -5 low is above high;
- *   -6 the prefix length is no whole non-negative number or is too large;
+ *   -6 the prefix length is no whole non-negative number, is too large,
+ *      or makes a high end that begins FF BF (ff80::/10 and the like);
  *   -7 the address in front of a prefix length is no address;
  *   -8 the address or mask of an address/mask text is no address;
- *   -9 address and mask differ in family; -10 the mask is invalid.
+ *   -9 address and mask differ in family; -10 the mask is invalid (or
+ *      makes a high end that begins FF BF).
  * With a prefix length, only words 0 and 3 of IPv4 ends are written. */
 RUVO_API int32_t ruvo_l3_string_to_range(const char *text, ruvo_l3_range_st *range) RUVO_NOEXCEPT;
 
