@@ -86,6 +86,14 @@ bool parse_addr(const char *text, ruvo_l3_addr_st &out) noexcept;
 // The address text into buf[kTextSize]; its length.
 size_t format_addr(const ruvo_l3_addr_st &a, char *buf) noexcept;
 
+// The length of `text` if it is below `limit`, else `limit`; reads no byte
+// past the terminator, so an unterminated caller buffer is never overrun.
+inline size_t bounded_length(const char *text, size_t limit) noexcept {
+  size_t n = 0;
+  while (n < limit && text[n] != '\0') ++n;
+  return n;
+}
+
 // The forms of composite text.
 enum split_form : int { kSingle = 0, kPrefix = 1, kMask = 2, kPair = 3 };
 // Cuts `text` in place at the first '/' (else the first '-'), trims blanks

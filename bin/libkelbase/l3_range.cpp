@@ -28,14 +28,9 @@ bool range_from_prefix(ruvo_l3_range_st &range, const ruvo_l3_addr_st &addr, int
     ruvo::l3::store_be32(range.high.u8 + 12, a | ~m);
     return true;
   }
+  // The mask form makes whole IPv6 records and refuses an FF BF high end.
   ruvo_l3_get_ipv6_mask(prefix, &mask);
-  ruvo_l3_addr_st low, high;
-  ruvo_l3_addr_and_mask(&addr, &mask, &low);
-  ruvo_l3_addr_or_not_mask(&addr, &mask, &high);
-  if (is_v4(high)) return false;
-  range.low = low;
-  range.high = high;
-  return true;
+  return ruvo_l3_get_range_from_mask(&range, &addr, &mask) == 0;
 }
 
 // The form code of a parsed range text: IPv4 odd, IPv6 even.
@@ -152,8 +147,7 @@ RUVO_API int32_t ruvo_l3_get_range_from_mask(ruvo_l3_range_st *range, const ruvo
 RUVO_API int32_t ruvo_l3_string_to_range(const char *text, ruvo_l3_range_st *range) noexcept {
   if (text == nullptr || range == nullptr) return -1;
   char copy[ruvo::l3::kCompositeSize];
-  size_t n = 0;
-  while (n < sizeof copy && text[n] != '\0') ++n;
+  const size_t n = ruvo::l3::bounded_length(text, sizeof copy);
   if (n >= sizeof copy) return -1;
   std::memcpy(copy, text, n + 1);
   // Parse into a copy of the caller's range, so that a failure leaves it

@@ -223,14 +223,6 @@ int32_t parse_prefix(const char *text) noexcept {
 
 namespace {
 
-// The length of `text` if it is below `limit`, else `limit`; reads no byte
-// past the terminator.
-size_t bounded_length(const char *text, size_t limit) noexcept {
-  size_t n = 0;
-  while (n < limit && text[n] != '\0') ++n;
-  return n;
-}
-
 int32_t to_string(const ruvo_l3_addr_st *addr, char *buf, uint32_t size) noexcept {
   if (addr == nullptr || buf == nullptr) return -1;
   char text[ruvo::l3::kTextSize];
@@ -274,7 +266,7 @@ RUVO_API int32_t ruvo_l3_string_type(const char *text) noexcept {
 RUVO_API int32_t ruvo_l3_get_string_mask(const char *text, ruvo_l3_addr_st *out) noexcept {
   using namespace ruvo::l3;
   if (text == nullptr || out == nullptr) return -5;
-  const size_t n = bounded_length(text, kCompositeSize);
+  const size_t n = ruvo::l3::bounded_length(text, kCompositeSize);
   if (n >= kCompositeSize) return -2;
   char copy[kCompositeSize];
   std::memcpy(copy, text, n + 1);
