@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <filesystem>
 #include <random>
 #include <string>
 #include <vector>
@@ -306,6 +307,22 @@ TEST(Path, NullBaseIsTheCurrentDirectory) {
   EXPECT_STREQ(ruvo_path_relative("a//b/", out, sizeof out), "a\\b");
   EXPECT_EQ(ruvo_path_relative("abc", out, 3), nullptr);
   EXPECT_EQ(ruvo_path_relative("", out, sizeof out), nullptr);
+}
+
+// A current directory longer than the 259 bytes that ruvo_path_relative
+// works in fails it.
+TEST(Path, CurrentDirectoryTooLongForRelative) {
+  namespace fs = std::filesystem;
+  const fs::path top = fs::temp_directory_path() / ("ruvo-deep-" + std::to_string(std::random_device()()));
+  fs::path deep = top;
+  for (int i = 0; i < 14; ++i) deep /= std::string(20, 'd');
+  fs::create_directories(deep);
+  fs::current_path(deep);
+  char out[1024];
+  EXPECT_EQ(ruvo_path_relative("C:\\x", out, sizeof out), nullptr);
+  EXPECT_EQ(ruvo_path_relative("\\x", out, sizeof out), nullptr);
+  fs::current_path(top.parent_path());
+  fs::remove_all(top);
 }
 
 TEST(Path, RelativeToTable) {

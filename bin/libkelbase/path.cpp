@@ -163,7 +163,7 @@ RUVO_API size_t ruvo_path_translate(char *path, size_t len, size_t cap) noexcept
   if (path[0] == '~') {
     char home[kHome];
     const size_t h = ruvo_home_dir(home, sizeof home);
-    if (h == 0 || h >= sizeof home) return 0;
+    if (h == 0) return 0;
     if (h - 1 + n >= cap) return 0;
     std::memmove(path + h, path + 1, n);  // the text behind '~' and the terminator
     std::memcpy(path, home, h);
@@ -207,8 +207,7 @@ RUVO_API char *ruvo_path_absolute_to(const char *base, const char *path, char *o
   if (base != nullptr) {
     if (ruvo_strlcpy(out, base, cap) >= cap) return nullptr;
   } else {
-    const size_t n = ruvo_current_dir_get(out, cap);
-    if (n == 0 || n >= cap) return nullptr;
+    if (ruvo_current_dir_get(out, cap) == 0) return nullptr;
   }
   size_t cur = ruvo_path_translate(out, 0, cap);
   if (cur == 0) return nullptr;
@@ -259,8 +258,7 @@ RUVO_API const char *ruvo_path_relative_to(const char *base, const char *path, c
     if (ruvo_path_absolute_to(nullptr, base, b, kWork) == nullptr) return nullptr;
     bn = ruvo_strlen(b);
   } else {
-    const size_t n = ruvo_current_dir_get(b, kWork);
-    if (n == 0 || n >= kWork) return nullptr;
+    if (ruvo_current_dir_get(b, kWork) == 0) return nullptr;
     bn = ruvo_path_translate(b, 0, kWork);
     if (bn == 0) return nullptr;
   }
@@ -280,8 +278,10 @@ RUVO_API const char *ruvo_path_relative_to(const char *base, const char *path, c
   if (bn + 1 < kWork) b[bn++] = '\\';
   b[bn] = '\0';
 
-  size_t last = 0;  // the last '\' of the common prefix; 0 also for none
-  for (size_t i = 0; i < pn && i < bn && p[i] == b[i]; ++i) {
+  // The last '\' of the common prefix, 0 also for none; b's terminator ends
+  // the prefix where b is the shorter.
+  size_t last = 0;
+  for (size_t i = 0; i < pn && p[i] == b[i]; ++i) {
     if (p[i] == '\\') last = i;
   }
   // Nothing in common, or only the drive root: the absolute path, less the
@@ -296,7 +296,7 @@ RUVO_API const char *ruvo_path_relative_to(const char *base, const char *path, c
 
   size_t w = 0;
   bool cut = false;
-  for (size_t i = last + 1; i < bn; ++i) {
+  for (size_t i = last + 1; b[i] != '\0'; ++i) {
     if (b[i] != '\\') continue;
     if (w + 3 <= cap) {
       std::memcpy(out + w, "..\\", 3);
