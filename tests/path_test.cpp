@@ -264,7 +264,7 @@ TEST(Path, AbsoluteToTable) {
       {nullptr, "C:\\a\\..\\b", 64, "C:\\a\\..\\b"}, {"C:\\a\\b", "..\\..\\x", 64, "C:\\x"},
       {"C:\\a", "..", 64, "C:\\"}, {"C:\\a", "..\\b", 64, "C:\\b"}, {"C:", "..", 3, "\\"},
       {"C:\\a", "...", 64, "C:\\a\\..."}, {"C:\\a", ".x", 64, "C:\\a\\.x"}, {"C:\\a", "x.", 64, "C:\\a\\x."},
-      {"C:\\ab", "..", 6, "C:\\"},
+      {"C:\\ab", "..", 6, "C:\\"}, {"C:\\", "..", 64, "C:\\"},
   };
   for (const PairRow &row : rows) {
     SCOPED_TRACE(testing::Message() << (row.base ? row.base : "(null)") << " + " << row.path << " cap " << row.cap);
@@ -338,7 +338,7 @@ TEST(Path, RelativeToTable) {
       {"C:\\a\\b", "C:\\a\\c", 3, ".."}, {"C:\\a\\b", "C:\\a\\c", 5, "..\\c"}, {"C:\\a", "C:\\a\\bc", 2, "b"},
       {"C:\\a", "C:\\a\\b", 1, ""}, {"C:\\a\\b", "C:\\a", 1, ""}, {"x:", "x:\\a", 64, "X:\\a"},
       {"C:\\", deep.c_str(), 300, deep.c_str()}, {"C:\\d", under.c_str(), 300, under.c_str() + 5},
-      {"C:\\", deeper.c_str(), 300, nullptr}, {deeper.c_str(), "C:\\", 300, nullptr},
+      {"C:\\", deeper.c_str(), 300, nullptr}, {deep.c_str(), "C:\\x", 300, "C:\\x"}, {deeper.c_str(), "C:\\", 300, nullptr},
       {"C:\\a", "", 64, "."}, {"", "C:\\a", 64, "C:\\a"},
   };
   for (const PairRow &row : rows) {

@@ -212,7 +212,7 @@ RUVO_API char *ruvo_path_absolute_to(const char *base, const char *path, char *o
   size_t cur = ruvo_path_translate(out, 0, cap);
   if (cur == 0) return nullptr;
   // ".." never takes off the drive root: the walk's root is the '\' of "C:\".
-  const size_t root = cur >= 3 && has_drive(out) && out[2] == '\\' ? 2 : 0;
+  const size_t root = has_drive(out) && out[2] == '\\' ? 2 : 0;
 
   const char *seg = path;
   for (;;) {
@@ -281,7 +281,7 @@ RUVO_API const char *ruvo_path_relative_to(const char *base, const char *path, c
   // The last '\' of the common prefix, 0 also for none; b's terminator ends
   // the prefix where b is the shorter.
   size_t last = 0;
-  for (size_t i = 0; i < pn && p[i] == b[i]; ++i) {
+  for (size_t i = 0; p[i] != '\0' && p[i] == b[i]; ++i) {
     if (p[i] == '\\') last = i;
   }
   // Nothing in common, or only the drive root: the absolute path, less the
