@@ -1,11 +1,13 @@
 // Directories on a real tree in a fresh temporary folder, with non-ASCII
-// names and one of 254 units, checked against FindFirstFileW and against a
-// walk and a glob written here.
+// names, names at the length limit and links to directories (one of them a
+// cycle), checked against FindFirstFileW and against a walk and a glob
+// written here.
 #include <windows.h>
 #include <shlobj.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <functional>
@@ -13,6 +15,7 @@
 #include <vector>
 
 #include "ruvo/base/dir.h"
+#include "support/support.hpp"
 
 namespace {
 
@@ -37,6 +40,7 @@ std::wstring long_form(const std::string &p) {
 struct entry {
   std::string name;
   uint32_t type;
+  uint32_t reparse;
   bool operator==(const entry &) const = default;
 };
 // The reference listing, "." and ".." included, in the platform's order.
@@ -46,21 +50,29 @@ std::vector<entry> find_all(const std::string &dir) {
   HANDLE h = ::FindFirstFileW((long_form(dir) + L"\\*").c_str(), &fd);
   if (h == INVALID_HANDLE_VALUE) return out;
   do {
-    out.push_back({utf8(fd.cFileName), (fd.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) ? 0x4000u : 0x8000u});
+    const DWORD a = fd.dwFileAttributes;
+    out.push_back({utf8(fd.cFileName), (a & FILE_ATTRIBUTE_DIRECTORY) ? 0x4000u : 0x8000u,
+                   (a & FILE_ATTRIBUTE_REPARSE_POINT) ? 1u : 0u});
   } while (::FindNextFileW(h, &fd));
   ::FindClose(h);
   return out;
 }
 bool is_dot(const std::string &n) { return n == "." || n == ".."; }
 
-// Pre-order walk to `max_depth` levels (0: all), joined with "\".
-void walk_ref(const std::string &dir, bool recursive, uint32_t max_depth, uint32_t depth,
+struct walk_limits {
+  bool recursive;
+  uint32_t max_reparse, max_depth;
+};
+// Pre-order walk to `max_depth` levels (0: all) through at most
+// `max_reparse` links a branch, joined with "\".
+void walk_ref(const std::string &dir, const walk_limits &lim, uint32_t depth, uint32_t links,
               std::vector<std::string> *out) {
   for (const entry &e : find_all(dir)) {
     if (is_dot(e.name)) continue;
     out->push_back(dir + "\\" + e.name + (e.type == 0x4000 ? "|d" : ""));
-    if (e.type == 0x4000 && recursive && (max_depth == 0 || depth + 1 < max_depth)) {
-      walk_ref(dir + "\\" + e.name, recursive, max_depth, depth + 1, out);
+    if (e.type == 0x4000 && lim.recursive && (lim.max_depth == 0 || depth + 1 < lim.max_depth) &&
+        links + e.reparse <= lim.max_reparse) {
+      walk_ref(dir + "\\" + e.name, lim, depth + 1, links + e.reparse, out);
     }
   }
 }
@@ -80,13 +92,51 @@ bool not_held(const std::string &dir) {
   ::CloseHandle(h);
   return true;
 }
+// Wine 8 can neither make a link (CreateSymbolicLinkW makes nothing) nor
+// remove one (RemoveDirectoryW removes an empty target instead), but it runs
+// Unix programs, and shows a Unix link to a directory as a reparse point.
+// Runs `cmd` in `dir` and waits until `done` holds, which is how the end of a
+// Unix child shows.
+bool run_unix(const wchar_t *exe, std::wstring cmd, const std::string &dir,
+              const std::function<bool()> &done) {
+  STARTUPINFOW si{};
+  si.cb = sizeof si;
+  PROCESS_INFORMATION pi{};
+  if (!::CreateProcessW(exe, cmd.data(), nullptr, nullptr, FALSE, 0, nullptr, wide(dir).c_str(), &si, &pi)) {
+    return false;
+  }
+  ::CloseHandle(pi.hProcess);
+  ::CloseHandle(pi.hThread);
+  for (int i = 0; i < 500 && !done(); ++i) ::Sleep(10);
+  return done();
+}
 void remove_tree(const std::string &p) {
+  if (!exists(p)) return;
+  if (ruvo_test::under_wine()) {
+    const size_t cut = p.find_last_of("\\/");
+    run_unix(L"Z:\\bin\\rm", L"rm -rf " + wide(p.substr(cut + 1)), p.substr(0, cut),
+             [&] { return !exists(p); });
+    return;
+  }
   for (const entry &e : find_all(p)) {
     if (is_dot(e.name)) continue;
-    if (e.type == 0x4000) remove_tree(p + "\\" + e.name);
-    else ::DeleteFileW(long_form(p + "\\" + e.name).c_str());
+    const std::wstring w = long_form(p + "\\" + e.name);
+    if (e.type == 0x4000 && e.reparse == 0) remove_tree(p + "\\" + e.name);
+    else if (!::DeleteFileW(w.c_str())) ::RemoveDirectoryW(w.c_str());
   }
   ::RemoveDirectoryW(long_form(p).c_str());
+}
+// A link `name` in `dir` to the relative directory `target`.
+bool make_link(const std::string &dir, const char *name, const char *target) {
+  std::wstring t = wide(target);
+  if (ruvo_test::under_wine()) {
+    const std::string link = dir + "/" + name;
+    return run_unix(L"Z:\\bin\\ln", L"ln -s " + t + L" " + wide(name), dir, [&] {
+      return ::GetFileAttributesW(long_form(link).c_str()) == 0x410;
+    });
+  }
+  for (wchar_t &c : t) c = c == L'/' ? L'\\' : c;
+  return ::CreateSymbolicLinkW(wide(dir + "/" + name).c_str(), t.c_str(), 3) != 0;
 }
 
 class Dir : public ::testing::Test {
@@ -97,19 +147,23 @@ class Dir : public ::testing::Test {
     root_ = utf8(tmp) + "ruvo-dir-" + std::to_string(::GetCurrentProcessId()) + "-ä日";
     remove_tree(root_);
     make_dir(root_);
-    // A name of 254 units (the limit is 255), 3 bytes each in UTF-8 but for
-    // a surrogate pair.
-    std::string long_name;
-    for (int i = 0; i < 252; ++i) long_name += "日";
-    long_name += "\xF0\x9F\x98\x80";
     for (const char *d : {"/α", "/α/β", "/α/β/γ", "/Zeta", "/Zeta/empty"}) make_dir(root_ + d);
     for (const char *f : {"/a.txt", "/ünï.log", "/α/b.txt", "/α/β/c.txt", "/α/β/γ/d.txt"}) {
       make_file(root_ + f);
     }
-    make_file(root_ + "/" + long_name);
+    // Names at the limits: 255 units (Windows), and 255 bytes of UTF-8
+    // (Linux, under Wine), a surrogate pair among them.
+    std::string utf8_name = "\xF0\x9F\x98\x80u";
+    while (utf8_name.size() < 252) utf8_name += "日";
+    make_file(root_ + "/" + utf8_name);
+    make_file(root_ + "/" + long_ascii_);
+    links_ = make_link(root_, "top", "α") && make_link(root_ + "/α/β", "up", "../..") &&
+             make_link(root_ + "/α", "out", "../Zeta");
   }
   void TearDown() override { remove_tree(root_); }
   std::string root_;
+  const std::string long_ascii_ = std::string(255, 'n');
+  bool links_ = false;
 };
 
 TEST_F(Dir, StreamGivesWhatFindFirstFileGivesAndRewinds) {
@@ -121,13 +175,13 @@ TEST_F(Dir, StreamGivesWhatFindFirstFileGivesAndRewinds) {
       for (ruvo_dir_st *e; (e = ruvo_readdir(d)) != nullptr;) {
         ASSERT_EQ(e, d);
         ASSERT_EQ(e->namelen, std::strlen(e->name));
-        ASSERT_EQ(e->is_reparse, 0u);
-        list.push_back({e->name, e->type});
+        list.push_back({e->name, e->type, e->is_reparse});
       }
       EXPECT_EQ(ruvo_readdir(d), nullptr);
       ruvo_rewinddir(d);
     }
     EXPECT_EQ(got[0], find_all(root_));
+    EXPECT_TRUE(std::count(got[0].begin(), got[0].end(), entry{"top", 0x4000, 1}) == 1 || !links_);
     EXPECT_EQ(got[1], got[0]);
     EXPECT_EQ(ruvo_closedir(d), 0);
     EXPECT_TRUE(not_held(root_));
@@ -234,24 +288,42 @@ TEST_F(Dir, MkdirMakesTheMissingLevelsAndRmdirTakesTheTree) {
   EXPECT_EQ(ruvo_dirutils_mkdir((root_ + "/a.txt/x").c_str(), 511), -1);
   EXPECT_EQ(ruvo_dirutils_mkdir(("C:/" + std::string(257, 'm')).c_str(), 511), -1);
 
-  const auto before = find_all(root_);
-  EXPECT_EQ(ruvo_dirutils_rmdir((root_ + "/α").c_str()), 0);
+  // A name whose path needs more than 259 units stays, and so does its
+  // directory; everything else goes.
+  const std::string t = root_ + "/t";
+  for (const char *d : {"", "/a", "/a/b", "/z"}) make_dir(t + d);
+  for (const std::string &f : std::vector<std::string>{"/a.txt", "/a/b/c", "/z/d", "/zz", "/" + long_ascii_}) make_file(t + f);
+  EXPECT_EQ(ruvo_dirutils_rmdir(t.c_str()), 0);
+  EXPECT_EQ(find_all(t), (std::vector<entry>{{".", 0x4000, 0}, {"..", 0x4000, 0}, {long_ascii_, 0x8000, 0}}));
   EXPECT_EQ(ruvo_dirutils_rmdir((root_ + "/missing").c_str()), 0);
-  auto after = before;
-  std::erase(after, entry{"α", 0x4000});
-  EXPECT_EQ(find_all(root_), after);
-  EXPECT_EQ(ruvo_dirutils_rmdir((root_ + "/").c_str()), 0);
-  EXPECT_FALSE(exists(root_));
+
+  // α holds links to its sibling Zeta and up to the top: what they lead to
+  // stays, and all that is α's own goes.
+  ASSERT_TRUE(links_);
+  auto before = find_all(root_);
+  const auto zeta = find_all(root_ + "/Zeta");
+  EXPECT_EQ(ruvo_dirutils_rmdir((root_ + "/α/").c_str()), 0);
+  EXPECT_EQ(find_all(root_ + "/Zeta"), zeta);
+  for (const char *gone : {"/α/b.txt", "/α/β/c.txt", "/α/β/γ"}) EXPECT_FALSE(exists(root_ + gone));
+  if (ruvo_test::under_wine()) {
+    EXPECT_EQ(find_all(root_), before);  // links aren't removable through Wine
+  } else {
+    std::erase(before, entry{"α", 0x4000, 0});
+    EXPECT_EQ(find_all(root_), before);
+  }
 }
 
-TEST_F(Dir, WalkerIsPreOrderWithinItsDepthAndLeavesTheTopOut) {
-  for (uint32_t recursive : {0u, 1u}) {
-    for (uint32_t max_depth : {0u, 1u, 2u, 3u, 9u}) {
+TEST_F(Dir, WalkerIsPreOrderWithinItsDepthAndLinksAndLeavesTheTopOut) {
+  ASSERT_TRUE(links_);
+  for (const walk_limits lim : {walk_limits{false, 9, 0}, {true, 0, 0}, {true, 1, 0}, {true, 2, 0},
+                                {true, 9, 1}, {true, 9, 2}, {true, 9, 3}, {true, 1, 4}}) {
+    {
+      const uint32_t recursive = lim.recursive ? 1 : 0, max_depth = lim.max_depth;
       std::vector<std::string> want;
-      walk_ref(root_, recursive != 0, max_depth, 0, &want);
+      walk_ref(root_, lim, 0, 0, &want);
       for (const std::string &top : {root_, root_ + "\\"}) {
-        ruvo_dirwalk_st *w = max_depth == 0 ? ruvo_dirwalk_create(top.c_str(), recursive, 0)
-                                            : ruvo_dirwalk_create2(top.c_str(), recursive, 0, max_depth);
+        ruvo_dirwalk_st *w = max_depth == 0 ? ruvo_dirwalk_create(top.c_str(), recursive, lim.max_reparse)
+                                            : ruvo_dirwalk_create2(top.c_str(), recursive, lim.max_reparse, max_depth);
         ASSERT_NE(w, nullptr);
         EXPECT_EQ(w->max_depth, max_depth);
         std::vector<std::string> got;
@@ -260,7 +332,7 @@ TEST_F(Dir, WalkerIsPreOrderWithinItsDepthAndLeavesTheTopOut) {
           ASSERT_EQ(p, w->path);
           got.push_back(std::string(p) + (is_dir == 1 ? "|d" : is_dir == 0 ? "" : "?"));
         }
-        EXPECT_EQ(got, want) << recursive << " " << max_depth;
+        EXPECT_EQ(got, want) << recursive << " " << lim.max_reparse << " " << max_depth;
         EXPECT_EQ(ruvo_dirwalk_read(w, nullptr), nullptr);
         ruvo_dirwalk_destroy(w);
       }

@@ -222,7 +222,6 @@ RUVO_API ruvo_dir_st *ruvo_readdir(ruvo_dir_st *d) noexcept {
   WIN32_FIND_DATAW fd;
   if (d->first == 1) {
     d->first = 0;
-    std::memcpy(&fd, d->find_data, sizeof fd);
   } else {
     if (find_handle(d) == INVALID_HANDLE_VALUE) return nullptr;
     if (!::FindNextFileW(find_handle(d), &fd)) {
@@ -232,6 +231,8 @@ RUVO_API ruvo_dir_st *ruvo_readdir(ruvo_dir_st *d) noexcept {
     }
     std::memcpy(d->find_data, &fd, sizeof fd);
   }
+  // The entry given out is always the one the record holds.
+  std::memcpy(&fd, d->find_data, sizeof fd);
   take_entry(d, fd);
   return d;
 }
