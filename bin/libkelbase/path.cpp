@@ -7,7 +7,7 @@
 
 #include <cstring>
 
-#include "internal/dir.hpp"
+#include "ruvo/base/dir.h"
 #include "ruvo/base/string.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "internal/dir.hpp"
+#include "ruvo/base/dir.h"
 
 extern "C" {
 
