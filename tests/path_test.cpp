@@ -12,6 +12,8 @@
 #include <vector>
 
 #if !defined(_WIN32)
+#include <unistd.h>
+
 #include <cstdlib>
 #endif
 
@@ -233,6 +235,31 @@ TEST(Path, TranslateExpandsTheHomeDirectory) {
   setenv("HOME", saved.c_str(), 1);
 #endif
 }
+
+#if !defined(_WIN32)
+// The Linux stand-ins answer as the Windows forms do: lengths, 0 for what
+// doesn't fit, and for null.
+TEST(Path, NativeDirectoryStandIns) {
+  char buf[16];
+  ASSERT_EQ(chdir("/tmp"), 0);
+  EXPECT_EQ(ruvo_current_dir_get(buf, 5), 4u);
+  EXPECT_STREQ(buf, "/tmp");
+  EXPECT_EQ(ruvo_current_dir_get(buf, 4), 0u);
+  EXPECT_EQ(ruvo_current_dir_get(nullptr, 16), 0u);
+  ASSERT_EQ(chdir("/usr/bin"), 0);
+  EXPECT_EQ(ruvo_current_dir_get(buf, 5), 0u);
+  const std::string saved = std::getenv("HOME") ? std::getenv("HOME") : "";
+  setenv("HOME", "/h", 1);
+  EXPECT_EQ(ruvo_home_dir(buf, 3), 2u);
+  EXPECT_STREQ(buf, "/h");
+  EXPECT_EQ(ruvo_home_dir(buf, 2), 0u);
+  EXPECT_EQ(ruvo_home_dir(nullptr, 8), 0u);
+  EXPECT_EQ(ruvo_home_dir(buf, 0), 0u);
+  setenv("HOME", "", 1);
+  EXPECT_EQ(ruvo_home_dir(buf, 8), 0u);
+  setenv("HOME", saved.c_str(), 1);
+}
+#endif
 
 TEST(Path, IsAbsolute) {
   for (const char *yes : {"~x", "/", "\\", "C:", "c:x", "z:/", "A:"}) EXPECT_EQ(ruvo_path_is_absolute(yes), 1) << yes;
