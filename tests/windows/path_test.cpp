@@ -6,9 +6,11 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 #include "ruvo/base/charset.h"
 #include "ruvo/base/path.h"
+#include "support/support.hpp"
 
 namespace {
 
@@ -142,6 +144,74 @@ TEST(PathFiles, CurrentProcessInEveryEncoding) {
   EXPECT_EQ(ruvo_path_get_cur_proc_u(u, 0), RUVO_E_INVAL);
   EXPECT_EQ(ruvo_path_get_cur_proc_a(nullptr, 8), RUVO_E_INVAL);
   EXPECT_EQ(ruvo_path_get_cur_proc_a(a, 0), RUVO_E_INVAL);
+}
+
+// The child that the copies below run as: bit 0 for 122 from the _a form,
+// bit 1 from _u, bit 2 from _w with 260 units; 8 for any other result.
+int cur_proc_child(const std::vector<std::string> &) {
+  char a[1024], u[1024];
+  wchar_t w[MAX_PATH];
+  int bits = 0, i = 0;
+  for (const uint32_t r : {ruvo_path_get_cur_proc_a(a, sizeof a), ruvo_path_get_cur_proc_u(u, sizeof u),
+                           ruvo_path_get_cur_proc_w(w, MAX_PATH)}) {
+    bits |= r == ERROR_INSUFFICIENT_BUFFER ? 1 << i : r == RUVO_OK ? 0 : 8;
+    ++i;
+  }
+  return bits;
+}
+const bool registered = ruvo_test::register_child("cur_proc", &cur_proc_child);
+
+// A program path of 258 units fits the 260-unit buffer's limit of 259 with
+// its terminator; one of 259 is cut and gives 122.
+TEST(PathFiles, CurrentProcessPathOfTheLimitLength) {
+  const TempFolder tmp;
+  wchar_t self[MAX_PATH], dll[MAX_PATH];
+  ::GetModuleFileNameW(nullptr, self, MAX_PATH);
+  ::GetModuleFileNameW(::GetModuleHandleW(L"libruvobase.dll"), dll, MAX_PATH);
+  std::wstring dir = tmp / L"";
+  while (dir.size() < 200) dir += L"dddddddddd\\";
+  for (std::wstring part = dir.substr(0, dir.find(L"\\dddd") + 1); part.size() < dir.size();) {
+    part = dir.substr(0, dir.find(L'\\', part.size()) + 1);
+    ::CreateDirectoryW(part.c_str(), nullptr);
+  }
+  ASSERT_TRUE(::CopyFileW(dll, (dir + L"libruvobase.dll").c_str(), FALSE));
+  for (const size_t length : {258, 259}) {
+    const std::wstring exe = dir + std::wstring(length - dir.size() - 4, L'p') + L".exe";
+    ASSERT_TRUE(::CopyFileW(self, exe.c_str(), FALSE));
+    std::wstring command = L"\"" + exe + L"\" --ruvo-child=cur_proc";
+    STARTUPINFOW si{};
+    si.cb = sizeof si;
+    PROCESS_INFORMATION pi{};
+    ASSERT_TRUE(::CreateProcessW(exe.c_str(), command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi));
+    ::WaitForSingleObject(pi.hProcess, 30000);
+    DWORD code = 99;
+    ::GetExitCodeProcess(pi.hProcess, &code);
+    ::CloseHandle(pi.hThread);
+    ::CloseHandle(pi.hProcess);
+    EXPECT_EQ(code, length == 258 ? 0u : 7u) << "program path of " << length << " units";
+    ::DeleteFileW(exe.c_str());
+  }
+  ::DeleteFileW((dir + L"libruvobase.dll").c_str());
+  while (dir.size() > (tmp / L"").size()) {
+    ::RemoveDirectoryW(dir.c_str());
+    dir = dir.substr(0, dir.rfind(L'\\', dir.size() - 2) + 1);
+  }
+}
+
+// The narrow forms and the wide absolute form free their UTF-16 and UTF-8
+// copies: the process heaps don't grow over many calls.
+TEST(PathFiles, ConversionsFreeWhatTheyTake) {
+  wchar_t out[MAX_PATH];
+  const auto round = [&out] {
+    ruvo_path_is_exist_a("C:\\nope");
+    ruvo_path_is_dir_u("C:\\nope");
+    ruvo_path_del_file_u("C:\\nope");
+    ruvo_path_absolute_w(L"C:\\x", out, MAX_PATH);
+  };
+  round();
+  const size_t before = ruvo_test::busy_process_heap_blocks();
+  for (int i = 0; i < 200; ++i) round();
+  EXPECT_LT(ruvo_test::busy_process_heap_blocks(), before + 100);
 }
 
 // ---- the wide absolute form ----

@@ -6,7 +6,7 @@
 
 #include <windows.h>
 
-#include <climits>
+#include <algorithm>
 #include <cstring>
 
 #include "ruvo/base/charset.h"
@@ -173,8 +173,7 @@ RUVO_API uint32_t ruvo_path_get_cur_proc_u(char *out, size_t cap) noexcept {
 
 RUVO_API uint32_t ruvo_path_get_cur_proc_w(wchar_t *out, size_t cap) noexcept {
   if (out == nullptr || cap == 0) return RUVO_E_INVAL;
-  const DWORD size = cap - 1 > MAXDWORD ? MAXDWORD : static_cast<DWORD>(cap - 1);
-  return module_path(out, size);
+  return module_path(out, static_cast<DWORD>(std::min<size_t>(cap - 1, MAXDWORD)));
 }
 
 }  // extern "C"
