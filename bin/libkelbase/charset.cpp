@@ -24,12 +24,16 @@ int clamp(size_t size) noexcept { return size > INT_MAX ? INT_MAX : static_cast<
 
 // One direction of conversion through the platform: to UTF-16 from a byte
 // code page, or back. Both converters share the plain and _ex shapes below.
+// `most` bounds the result's size, terminator included, from the source's
+// length: a byte never gives more than one UTF-16 unit, and a unit never
+// more than three bytes in UTF-8 or two in an ANSI code page.
 struct to_wide_t {
   using from = char;
   using to = ruvo_wchar_t;
   static int run(unsigned cp, const from *src, to *dst, int cap) noexcept {
     return ruvo::sys::to_wide(cp, src, dst, cap);
   }
+  static size_t most(const from *src) noexcept { return std::strlen(src) + 1; }
 };
 
 struct from_wide_t {
@@ -37,6 +41,11 @@ struct from_wide_t {
   using to = char;
   static int run(unsigned cp, const from *src, to *dst, int cap) noexcept {
     return ruvo::sys::from_wide(cp, src, dst, cap);
+  }
+  static size_t most(const from *src) noexcept {
+    size_t n = 0;
+    while (src[n] != 0) ++n;
+    return 3 * n + 1;
   }
 };
 
@@ -65,11 +74,16 @@ typename Dir::to *convert_new(unsigned cp, const typename Dir::from *src, bool c
 }
 
 // Fills the caller's buffer of `size` units; a result that does not fit,
-// terminator included, leaves it untouched.
+// terminator included, leaves it untouched. A buffer that holds the longest
+// result the source could give needs no size query first, which halves the
+// work for the common caller with a buffer of the worst-case size.
 template <class Dir>
 uint32_t convert_into(unsigned cp, const typename Dir::from *src, typename Dir::to *dst,
                       size_t size) noexcept {
   if (src == nullptr || (dst == nullptr && size != 0)) return RUVO_E_INVAL;
+  if (size >= Dir::most(src) && size <= INT_MAX) {
+    return Dir::run(cp, src, dst, clamp(size)) > 0 ? 0 : ruvo::sys::last_error();
+  }
   const int need = Dir::run(cp, src, nullptr, 0);
   if (need <= 0) return ruvo::sys::last_error();
   if (static_cast<size_t>(need) > size) return kInsufficientBuffer;
