@@ -116,6 +116,8 @@ TEST(Charset, BadInputIsReplacedNotRefused) {
       EXPECT_EQ(got.back(), 'x');
     }
   }
+  const ruvo_wchar_t top[] = {0xDBFF, 0xDFFF, 0};  // U+10FFFF, the last pair
+  EXPECT_EQ(owned(ruvo_str_unicode_to_utf8(top)), "\xF4\x8F\xBF\xBF");
   const ruvo_wchar_t lone[] = {'a', 0xD800, 'b', 0xDC00, 0};
   EXPECT_EQ(owned(ruvo_str_unicode_to_utf8(lone)), "a\xEF\xBF\xBD" "b\xEF\xBF\xBD");
 }

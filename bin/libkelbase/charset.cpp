@@ -7,6 +7,7 @@
 #include <climits>
 #include <cstring>
 
+#include "internal/fault.hpp"
 #include "internal/platform.hpp"
 
 namespace {
@@ -49,11 +50,15 @@ struct from_wide_t {
   }
 };
 
-// A new process-heap string, or null. `checked`: a failed second conversion
-// frees the block; the platform fills a block of the size it asked for, so
-// only the UTF-8 encoder is held to that.
+// A zeroed process-heap block; the white-box tests can make it fail.
+void *heap_block(size_t bytes) noexcept {
+  return ruvo::fault::allocation_fails() ? nullptr : ruvo::sys::process_heap_alloc(bytes);
+}
+
+// A new process-heap string, or null. A conversion that fails after its size
+// was known frees the block rather than hand out an unfilled one.
 template <class Dir>
-typename Dir::to *convert_new(unsigned cp, const typename Dir::from *src, bool checked) noexcept {
+typename Dir::to *convert_new(unsigned cp, const typename Dir::from *src) noexcept {
   using to = typename Dir::to;
   if (src == nullptr) {
     ruvo::sys::set_last_error(kInvalidParameter);
@@ -61,12 +66,12 @@ typename Dir::to *convert_new(unsigned cp, const typename Dir::from *src, bool c
   }
   const int need = Dir::run(cp, src, nullptr, 0);
   if (need <= 0) return nullptr;
-  auto *out = static_cast<to *>(ruvo::sys::process_heap_alloc(static_cast<size_t>(need) * sizeof(to)));
+  auto *out = static_cast<to *>(heap_block(static_cast<size_t>(need) * sizeof(to)));
   if (out == nullptr) {
     ruvo::sys::set_last_error(kOutOfMemory);
     return nullptr;
   }
-  if (Dir::run(cp, src, out, need) <= 0 && checked) {
+  if (Dir::run(cp, src, out, need) <= 0) {
     ruvo::sys::process_heap_free(out);
     return nullptr;
   }
@@ -98,8 +103,7 @@ uint32_t convert_via_wide(unsigned from_cp, unsigned to_cp, const char *src, cha
   if (src == nullptr || (dst == nullptr && bytes != 0)) return RUVO_E_INVAL;
   const int need = ruvo::sys::to_wide(from_cp, src, nullptr, 0);
   if (need <= 0 || static_cast<size_t>(need) > bytes) return RUVO_E_FAIL;
-  auto *wide = static_cast<ruvo_wchar_t *>(
-      ruvo::sys::process_heap_alloc(static_cast<size_t>(need) * sizeof(ruvo_wchar_t)));
+  auto *wide = static_cast<ruvo_wchar_t *>(heap_block(static_cast<size_t>(need) * sizeof(ruvo_wchar_t)));
   if (wide == nullptr) return kOutOfMemory;
   uint32_t status = convert_into<to_wide_t>(from_cp, src, wide, static_cast<size_t>(need));
   if (status == 0) {
@@ -112,9 +116,9 @@ uint32_t convert_via_wide(unsigned from_cp, unsigned to_cp, const char *src, cha
 }
 
 char *convert_new_via_wide(unsigned from_cp, unsigned to_cp, const char *src) noexcept {
-  ruvo_wchar_t *wide = convert_new<to_wide_t>(from_cp, src, false);
+  ruvo_wchar_t *wide = convert_new<to_wide_t>(from_cp, src);
   if (wide == nullptr) return nullptr;
-  char *out = convert_new<from_wide_t>(to_cp, wide, to_cp == code_page_utf8);
+  char *out = convert_new<from_wide_t>(to_cp, wide);
   ruvo::sys::process_heap_free(wide);
   return out;
 }
@@ -142,19 +146,19 @@ int trail_count(uint8_t lead) noexcept {
 extern "C" {
 
 ruvo_wchar_t *ruvo_str_ansi_to_unicode(const char *src) noexcept {
-  return convert_new<to_wide_t>(code_page_ansi, src, false);
+  return convert_new<to_wide_t>(code_page_ansi, src);
 }
 
 ruvo_wchar_t *ruvo_str_utf8_to_unicode(const char *src) noexcept {
-  return convert_new<to_wide_t>(code_page_utf8, src, false);
+  return convert_new<to_wide_t>(code_page_utf8, src);
 }
 
 char *ruvo_str_unicode_to_ansi(const ruvo_wchar_t *src) noexcept {
-  return convert_new<from_wide_t>(code_page_ansi, src, false);
+  return convert_new<from_wide_t>(code_page_ansi, src);
 }
 
 char *ruvo_str_unicode_to_utf8(const ruvo_wchar_t *src) noexcept {
-  return convert_new<from_wide_t>(code_page_utf8, src, true);
+  return convert_new<from_wide_t>(code_page_utf8, src);
 }
 
 char *ruvo_str_ansi_to_utf8(const char *src) noexcept {
