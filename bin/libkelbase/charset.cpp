@@ -130,7 +130,7 @@ constexpr bool is_text_code(unsigned c) noexcept {
          (c >= 32 && c <= 126);
 }
 
-// Continuation bytes that a lead byte announces, from its form; -1 for a
+// Continuation bytes that a lead byte announces, from its form; 0 for a
 // byte that can't lead (10xxxxxx, 1111111x).
 int trail_count(uint8_t lead) noexcept {
   if ((lead & 0xE0) == 0xC0) return 1;
@@ -138,7 +138,7 @@ int trail_count(uint8_t lead) noexcept {
   if ((lead & 0xF8) == 0xF0) return 3;
   if ((lead & 0xFC) == 0xF8) return 4;
   if ((lead & 0xFE) == 0xFC) return 5;
-  return -1;
+  return 0;
 }
 
 }  // namespace
@@ -221,7 +221,7 @@ int ruvo_str_is_utf8(const void *buf, size_t len) noexcept {
       continue;
     }
     const int trail = trail_count(lead);
-    if (trail < 0) return 0;
+    if (trail == 0) return 0;
     for (int k = 0; k < trail; ++k, ++i) {
       if (i == len) return seen_sequence;  // a sequence cut by the end
       if ((b[i] & 0xC0) != 0x80) return 0;

@@ -34,9 +34,14 @@ TEST(CharsetSeam, SizeQueryExactBufferAndOneShort) {
     EXPECT_EQ(sys::from_wide(cp, wide, b, bytes - 1), 0);
     EXPECT_EQ(sys::last_error(), 122u);
   }
-  sys::set_last_error(0);
-  EXPECT_EQ(sys::to_wide(sys::code_page_utf8, nullptr, w, 8), 0);
-  EXPECT_EQ(sys::last_error(), 87u);
+  for (unsigned cp : {sys::code_page_utf8, 12345u}) {  // no source; no such code page
+    sys::set_last_error(0);
+    EXPECT_EQ(sys::to_wide(cp, cp == 12345u ? "a" : nullptr, w, 8), 0);
+    EXPECT_EQ(sys::last_error(), 87u);
+    sys::set_last_error(0);
+    EXPECT_EQ(sys::from_wide(cp, cp == 12345u ? wide : nullptr, b, 8), 0);
+    EXPECT_EQ(sys::last_error(), 87u);
+  }
 }
 
 // Counted input has no terminator to stop at, so the last unit of a

@@ -13,15 +13,11 @@ namespace {
 constexpr uint32_t kInvalidParameter = 87;
 constexpr uint32_t kInsufficientBuffer = 122;
 
-// A count that the converter gives back as an int; npos or a count past
-// INT_MAX is a failure.
+// A count that the converter gives back as an int: npos (it did not fit) or
+// a count past INT_MAX is a failure.
 int finish(size_t count) noexcept {
-  if (count == utf::npos) {
-    set_last_error(kInsufficientBuffer);
-    return 0;
-  }
-  if (count > static_cast<size_t>(std::numeric_limits<int>::max())) {
-    set_last_error(kInvalidParameter);
+  if (count == utf::npos || count > static_cast<size_t>(std::numeric_limits<int>::max())) {
+    set_last_error(count == utf::npos ? kInsufficientBuffer : kInvalidParameter);
     return 0;
   }
   return static_cast<int>(count);
