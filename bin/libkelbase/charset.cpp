@@ -7,6 +7,7 @@
 #include <climits>
 #include <cstring>
 
+#include "internal/fault.hpp"
 #include "internal/platform.hpp"
 
 namespace {
@@ -24,12 +25,16 @@ int clamp(size_t size) noexcept { return size > INT_MAX ? INT_MAX : static_cast<
 
 // One direction of conversion through the platform: to UTF-16 from a byte
 // code page, or back. Both converters share the plain and _ex shapes below.
+// `most` bounds the result's size, terminator included, from the source's
+// length: a byte never gives more than one UTF-16 unit, and a unit never
+// more than three bytes in UTF-8 or two in an ANSI code page.
 struct to_wide_t {
   using from = char;
   using to = ruvo_wchar_t;
   static int run(unsigned cp, const from *src, to *dst, int cap) noexcept {
     return ruvo::sys::to_wide(cp, src, dst, cap);
   }
+  static size_t most(const from *src) noexcept { return std::strlen(src) + 1; }
 };
 
 struct from_wide_t {
@@ -38,13 +43,22 @@ struct from_wide_t {
   static int run(unsigned cp, const from *src, to *dst, int cap) noexcept {
     return ruvo::sys::from_wide(cp, src, dst, cap);
   }
+  static size_t most(const from *src) noexcept {
+    size_t n = 0;
+    while (src[n] != 0) ++n;
+    return 3 * n + 1;
+  }
 };
 
-// A new process-heap string, or null. `checked`: a failed second conversion
-// frees the block; the platform fills a block of the size it asked for, so
-// only the UTF-8 encoder is held to that.
+// A zeroed process-heap block; the white-box tests can make it fail.
+void *heap_block(size_t bytes) noexcept {
+  return ruvo::fault::allocation_fails() ? nullptr : ruvo::sys::process_heap_alloc(bytes);
+}
+
+// A new process-heap string, or null. A conversion that fails after its size
+// was known frees the block rather than hand out an unfilled one.
 template <class Dir>
-typename Dir::to *convert_new(unsigned cp, const typename Dir::from *src, bool checked) noexcept {
+typename Dir::to *convert_new(unsigned cp, const typename Dir::from *src) noexcept {
   using to = typename Dir::to;
   if (src == nullptr) {
     ruvo::sys::set_last_error(kInvalidParameter);
@@ -52,12 +66,12 @@ typename Dir::to *convert_new(unsigned cp, const typename Dir::from *src, bool c
   }
   const int need = Dir::run(cp, src, nullptr, 0);
   if (need <= 0) return nullptr;
-  auto *out = static_cast<to *>(ruvo::sys::process_heap_alloc(static_cast<size_t>(need) * sizeof(to)));
+  auto *out = static_cast<to *>(heap_block(static_cast<size_t>(need) * sizeof(to)));
   if (out == nullptr) {
     ruvo::sys::set_last_error(kOutOfMemory);
     return nullptr;
   }
-  if (Dir::run(cp, src, out, need) <= 0 && checked) {
+  if (Dir::run(cp, src, out, need) <= 0) {
     ruvo::sys::process_heap_free(out);
     return nullptr;
   }
@@ -65,11 +79,16 @@ typename Dir::to *convert_new(unsigned cp, const typename Dir::from *src, bool c
 }
 
 // Fills the caller's buffer of `size` units; a result that does not fit,
-// terminator included, leaves it untouched.
+// terminator included, leaves it untouched. A buffer that holds the longest
+// result the source could give needs no size query first, which halves the
+// work for the common caller with a buffer of the worst-case size.
 template <class Dir>
 uint32_t convert_into(unsigned cp, const typename Dir::from *src, typename Dir::to *dst,
                       size_t size) noexcept {
   if (src == nullptr || (dst == nullptr && size != 0)) return RUVO_E_INVAL;
+  if (size >= Dir::most(src) && size <= INT_MAX) {
+    return Dir::run(cp, src, dst, clamp(size)) > 0 ? 0 : ruvo::sys::last_error();
+  }
   const int need = Dir::run(cp, src, nullptr, 0);
   if (need <= 0) return ruvo::sys::last_error();
   if (static_cast<size_t>(need) > size) return kInsufficientBuffer;
@@ -84,8 +103,7 @@ uint32_t convert_via_wide(unsigned from_cp, unsigned to_cp, const char *src, cha
   if (src == nullptr || (dst == nullptr && bytes != 0)) return RUVO_E_INVAL;
   const int need = ruvo::sys::to_wide(from_cp, src, nullptr, 0);
   if (need <= 0 || static_cast<size_t>(need) > bytes) return RUVO_E_FAIL;
-  auto *wide = static_cast<ruvo_wchar_t *>(
-      ruvo::sys::process_heap_alloc(static_cast<size_t>(need) * sizeof(ruvo_wchar_t)));
+  auto *wide = static_cast<ruvo_wchar_t *>(heap_block(static_cast<size_t>(need) * sizeof(ruvo_wchar_t)));
   if (wide == nullptr) return kOutOfMemory;
   uint32_t status = convert_into<to_wide_t>(from_cp, src, wide, static_cast<size_t>(need));
   if (status == 0) {
@@ -98,9 +116,9 @@ uint32_t convert_via_wide(unsigned from_cp, unsigned to_cp, const char *src, cha
 }
 
 char *convert_new_via_wide(unsigned from_cp, unsigned to_cp, const char *src) noexcept {
-  ruvo_wchar_t *wide = convert_new<to_wide_t>(from_cp, src, false);
+  ruvo_wchar_t *wide = convert_new<to_wide_t>(from_cp, src);
   if (wide == nullptr) return nullptr;
-  char *out = convert_new<from_wide_t>(to_cp, wide, to_cp == code_page_utf8);
+  char *out = convert_new<from_wide_t>(to_cp, wide);
   ruvo::sys::process_heap_free(wide);
   return out;
 }
@@ -112,7 +130,7 @@ constexpr bool is_text_code(unsigned c) noexcept {
          (c >= 32 && c <= 126);
 }
 
-// Continuation bytes that a lead byte announces, from its form; -1 for a
+// Continuation bytes that a lead byte announces, from its form; 0 for a
 // byte that can't lead (10xxxxxx, 1111111x).
 int trail_count(uint8_t lead) noexcept {
   if ((lead & 0xE0) == 0xC0) return 1;
@@ -120,7 +138,7 @@ int trail_count(uint8_t lead) noexcept {
   if ((lead & 0xF8) == 0xF0) return 3;
   if ((lead & 0xFC) == 0xF8) return 4;
   if ((lead & 0xFE) == 0xFC) return 5;
-  return -1;
+  return 0;
 }
 
 }  // namespace
@@ -128,19 +146,19 @@ int trail_count(uint8_t lead) noexcept {
 extern "C" {
 
 ruvo_wchar_t *ruvo_str_ansi_to_unicode(const char *src) noexcept {
-  return convert_new<to_wide_t>(code_page_ansi, src, false);
+  return convert_new<to_wide_t>(code_page_ansi, src);
 }
 
 ruvo_wchar_t *ruvo_str_utf8_to_unicode(const char *src) noexcept {
-  return convert_new<to_wide_t>(code_page_utf8, src, false);
+  return convert_new<to_wide_t>(code_page_utf8, src);
 }
 
 char *ruvo_str_unicode_to_ansi(const ruvo_wchar_t *src) noexcept {
-  return convert_new<from_wide_t>(code_page_ansi, src, false);
+  return convert_new<from_wide_t>(code_page_ansi, src);
 }
 
 char *ruvo_str_unicode_to_utf8(const ruvo_wchar_t *src) noexcept {
-  return convert_new<from_wide_t>(code_page_utf8, src, true);
+  return convert_new<from_wide_t>(code_page_utf8, src);
 }
 
 char *ruvo_str_ansi_to_utf8(const char *src) noexcept {
@@ -203,7 +221,7 @@ int ruvo_str_is_utf8(const void *buf, size_t len) noexcept {
       continue;
     }
     const int trail = trail_count(lead);
-    if (trail < 0) return 0;
+    if (trail == 0) return 0;
     for (int k = 0; k < trail; ++k, ++i) {
       if (i == len) return seen_sequence;  // a sequence cut by the end
       if ((b[i] & 0xC0) != 0x80) return 0;

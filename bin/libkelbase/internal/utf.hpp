@@ -7,7 +7,8 @@
 // byte that can never start a sequence, overlong forms, surrogates and code
 // points above U+10FFFF. Encoding replaces a lone surrogate with U+FFFD.
 // Both count what they would write when `out` is null, and otherwise stop
-// with `npos` at the first unit that does not fit in `cap`.
+// with `npos` at the first unit that does not fit in `cap`. A length of `npos`
+// reads a terminated source through its terminator, which is converted too.
 #pragma once
 
 #include <cstddef>
@@ -39,13 +40,31 @@ constexpr lead_rule rule_for(uint8_t b) noexcept {
   return {0, 0, 0};
 }
 
+struct lead_table {
+  lead_rule rule[256];
+  constexpr lead_table() : rule() {
+    for (unsigned b = 0; b < 256; ++b) rule[b] = rule_for(static_cast<uint8_t>(b));
+  }
+};
+inline constexpr lead_table leads{};
+
 // Reads one code point at s[i], advancing i past what it consumed: the whole
 // sequence, or the maximal subpart that it replaces with U+FFFD.
 inline char32_t next_code_point(const uint8_t *s, size_t n, size_t &i) noexcept {
   const uint8_t lead = s[i++];
   if (lead < 0x80) return lead;
-  const lead_rule r = rule_for(lead);
+  const lead_rule r = leads.rule[lead];
   if (r.trail == 0) return replacement;
+  // Whole two- and three-byte forms are most of what is not ASCII; each
+  // byte is read only once the one before it proved to be no terminator.
+  if (r.trail == 1 && i < n && (s[i] & 0xC0) == 0x80) {
+    return static_cast<char32_t>((lead & 0x1F) << 6 | (s[i++] & 0x3F));
+  }
+  if (r.trail == 2 && i + 1 < n && s[i] >= r.lo && s[i] <= r.hi && (s[i + 1] & 0xC0) == 0x80) {
+    const char32_t cp = static_cast<char32_t>((lead & 0x0F) << 12 | (s[i] & 0x3F) << 6 | (s[i + 1] & 0x3F));
+    i += 2;
+    return cp;
+  }
   char32_t cp = lead & (0x3F >> r.trail);
   for (unsigned k = 0; k < r.trail; ++k) {
     const uint8_t lo = k == 0 ? r.lo : 0x80, hi = k == 0 ? r.hi : 0xBF;
@@ -55,62 +74,47 @@ inline char32_t next_code_point(const uint8_t *s, size_t n, size_t &i) noexcept 
   return cp;
 }
 
-// Appends `count` units from `units` at out[len], or only counts them.
-template <class Unit>
-inline bool put(Unit *out, size_t cap, size_t &len, const Unit *units, size_t count) noexcept {
-  if (out != nullptr) {
-    if (cap - len < count) return false;
-    for (size_t k = 0; k < count; ++k) out[len + k] = units[k];
-  }
-  len += count;
-  return true;
-}
-
-}  // namespace detail
-
-// Converts the n bytes at s; gives the number of 16-bit units, or npos when
-// `out` is not null and they don't fit in `cap`.
-template <class Unit>
-size_t utf8_to_utf16(const char *text, size_t n, Unit *out, size_t cap) noexcept {
-  static_assert(sizeof(Unit) == 2);
-  const auto *s = reinterpret_cast<const uint8_t *>(text);
+template <bool Write, class Unit>
+size_t decode(const uint8_t *s, size_t n, Unit *out, size_t cap) noexcept {
   size_t len = 0;
   for (size_t i = 0; i < n;) {
-    // Runs of 7-bit text are the common case and need no decoding.
     if (s[i] < 0x80) {
-      if (out != nullptr && len == cap) return npos;
-      if (out != nullptr) out[len] = static_cast<Unit>(s[i]);
+      if constexpr (Write) {
+        if (len == cap) return npos;
+        out[len] = static_cast<Unit>(s[i]);
+      }
       ++len;
-      ++i;
+      if (s[i++] == 0 && n == npos) break;
       continue;
     }
-    const char32_t cp = detail::next_code_point(s, n, i);
-    Unit units[2];
-    size_t count = 1;
-    if (cp >= 0x10000) {
-      units[0] = static_cast<Unit>(0xD800 + ((cp - 0x10000) >> 10));
-      units[1] = static_cast<Unit>(0xDC00 + ((cp - 0x10000) & 0x3FF));
-      count = 2;
-    } else {
-      units[0] = static_cast<Unit>(cp);
+    const char32_t cp = next_code_point(s, n, i);
+    const size_t count = cp >= 0x10000 ? 2 : 1;
+    if constexpr (Write) {
+      if (cap - len < count) return npos;
+      if (count == 2) {
+        out[len] = static_cast<Unit>(0xD800 + ((cp - 0x10000) >> 10));
+        out[len + 1] = static_cast<Unit>(0xDC00 + ((cp - 0x10000) & 0x3FF));
+      } else {
+        out[len] = static_cast<Unit>(cp);
+      }
     }
-    if (!detail::put(out, cap, len, units, count)) return npos;
+    len += count;
   }
   return len;
 }
 
-// Converts the n units at w; gives the number of bytes, or npos when `out`
-// is not null and they don't fit in `cap`.
-template <class Unit>
-size_t utf16_to_utf8(const Unit *w, size_t n, char *out, size_t cap) noexcept {
-  static_assert(sizeof(Unit) == 2);
+template <bool Write, class Unit>
+size_t encode(const Unit *w, size_t n, char *out, size_t cap) noexcept {
   size_t len = 0;
   for (size_t i = 0; i < n;) {
     char32_t cp = static_cast<uint16_t>(w[i++]);
     if (cp < 0x80) {
-      if (out != nullptr && len == cap) return npos;
-      if (out != nullptr) out[len] = static_cast<char>(cp);
+      if constexpr (Write) {
+        if (len == cap) return npos;
+        out[len] = static_cast<char>(cp);
+      }
       ++len;
+      if (cp == 0 && n == npos) break;
       continue;
     }
     if (cp >= 0xD800 && cp <= 0xDFFF) {
@@ -119,25 +123,44 @@ size_t utf16_to_utf8(const Unit *w, size_t n, char *out, size_t cap) noexcept {
       cp = paired ? 0x10000 + ((cp - 0xD800) << 10) + (static_cast<uint16_t>(w[i++]) - 0xDC00)
                   : replacement;
     }
-    char bytes[4];
-    size_t count;
-    if (cp < 0x800) {
-      bytes[0] = static_cast<char>(0xC0 | (cp >> 6));
-      count = 2;
-    } else if (cp < 0x10000) {
-      bytes[0] = static_cast<char>(0xE0 | (cp >> 12));
-      bytes[1] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-      count = 3;
-    } else {
-      bytes[0] = static_cast<char>(0xF0 | (cp >> 18));
-      bytes[1] = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
-      bytes[2] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-      count = 4;
+    const size_t count = cp < 0x800 ? 2 : cp < 0x10000 ? 3 : 4;
+    if constexpr (Write) {
+      if (cap - len < count) return npos;
+      char *b = out + len;
+      if (count == 2) {
+        b[0] = static_cast<char>(0xC0 | (cp >> 6));
+      } else if (count == 3) {
+        b[0] = static_cast<char>(0xE0 | (cp >> 12));
+        b[1] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+      } else {
+        b[0] = static_cast<char>(0xF0 | (cp >> 18));
+        b[1] = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
+        b[2] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+      }
+      b[count - 1] = static_cast<char>(0x80 | (cp & 0x3F));
     }
-    bytes[count - 1] = static_cast<char>(0x80 | (cp & 0x3F));
-    if (!detail::put(out, cap, len, bytes, count)) return npos;
+    len += count;
   }
   return len;
+}
+
+}  // namespace detail
+
+// Converts the n bytes at `text`; gives the number of 16-bit units, or npos
+// when `out` is not null and they don't fit in `cap`.
+template <class Unit>
+size_t utf8_to_utf16(const char *text, size_t n, Unit *out, size_t cap) noexcept {
+  static_assert(sizeof(Unit) == 2);
+  const auto *s = reinterpret_cast<const uint8_t *>(text);
+  return out == nullptr ? detail::decode<false>(s, n, out, cap) : detail::decode<true>(s, n, out, cap);
+}
+
+// Converts the n units at w; gives the number of bytes, or npos when `out`
+// is not null and they don't fit in `cap`.
+template <class Unit>
+size_t utf16_to_utf8(const Unit *w, size_t n, char *out, size_t cap) noexcept {
+  static_assert(sizeof(Unit) == 2);
+  return out == nullptr ? detail::encode<false>(w, n, out, cap) : detail::encode<true>(w, n, out, cap);
 }
 
 }  // namespace ruvo::utf
