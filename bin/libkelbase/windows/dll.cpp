@@ -143,11 +143,12 @@ ruvo_psapi_api_st *ruvo_psapi_api() noexcept {
 }
 
 int32_t ruvo_os_is_nt6() noexcept {
-  const HMODULE ntdll = ::GetModuleHandleW(L"ntdll.dll");
-  if (ntdll == nullptr) return 0;
+  return ruvo::dll::is_nt6_by(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "RtlGetVersion"));
+}
+
+int32_t ruvo::dll::is_nt6_by(FARPROC entry) noexcept {
   using get_version_fn = LONG(WINAPI *)(RTL_OSVERSIONINFOEXW *);
-  const auto get_version =
-      ruvo_api_entry<get_version_fn>(::GetProcAddress(ntdll, "RtlGetVersion"));
+  const auto get_version = ruvo_api_entry<get_version_fn>(entry);
   if (get_version == nullptr) return 0;
   RTL_OSVERSIONINFOEXW info;
   std::memset(&info, 0, sizeof info);
@@ -209,8 +210,7 @@ RUVO_API int32_t ruvo_shbrowse_folder_open(HWND owner, uint32_t flags, const wch
     ::CoTaskMemFree(buffer);
     return hr;
   }
-  BROWSEINFOW info;
-  std::memset(&info, 0, sizeof info);
+  BROWSEINFOW info{};
   info.hwndOwner = owner;
   info.pidlRoot = root;
   info.pszDisplayName = buffer;
