@@ -4,8 +4,11 @@
 // includes a system header for them.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <ctime>
+
+#include "ruvo/base/defs.h"
 
 namespace ruvo::sys {
 
@@ -22,6 +25,21 @@ void set_last_error(uint32_t error) noexcept;
 
 // Breaks `t` down into local time. False when the platform cannot.
 bool local_time(std::time_t t, std::tm *out) noexcept;
+
+// Text conversions in the manner of MultiByteToWideChar and
+// WideCharToMultiByte with flags 0 and a terminated source (length -1): the
+// result counts the terminator; with a null `dst` and `cap` 0 it is the size
+// needed; 0 is a failure with the last error set (122: it does not fit).
+// Linux has no ANSI code page and treats it as ISO 8859-1.
+inline constexpr unsigned code_page_ansi = 0;
+inline constexpr unsigned code_page_utf8 = 65001;
+int to_wide(unsigned code_page, const char *src, ruvo_wchar_t *dst, int cap) noexcept;
+int from_wide(unsigned code_page, const ruvo_wchar_t *src, char *dst, int cap) noexcept;
+
+// Blocks of the process heap, which callers free with ruvo_str_free and
+// which are not malloc blocks on Windows. The block is zero-filled.
+void *process_heap_alloc(size_t bytes) noexcept;
+void process_heap_free(void *block) noexcept;
 
 // Keeps the thread's last error (and errno) across a scope, so that a log
 // record or a cleanup after a failure does not change what the caller reads.

@@ -12,7 +12,9 @@
  *   - the _ex form fills the caller's buffer and gives a status: 0, 122
  *     (ERROR_INSUFFICIENT_BUFFER, the buffer is untouched) when the result
  *     with its terminator does not fit, or the platform's error.
- * Sources are terminated strings and must not be null. Malformed input is
+ * A null source gives null with last error 87 (ERROR_INVALID_PARAMETER) from
+ * the plain set and RUVO_E_INVAL from the _ex set, and so does a null
+ * destination with a non-zero size. Malformed input is
  * not refused: a sequence that is not UTF-8 becomes U+FFFD, and a lone
  * surrogate becomes EF BF BD, as the platform converts them.
  *

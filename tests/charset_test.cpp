@@ -1,0 +1,190 @@
+// Tests for the character-set conversions and the encoding tests. Valid text
+// is checked against an encoder written here from code points; bad input
+// against the replacement rules, one row each.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "ruvo/base/charset.h"
+#include "support/support.hpp"
+
+namespace {
+
+using wstr = std::basic_string<ruvo_wchar_t>;
+
+std::mt19937 rng(20261124u);
+
+void append_utf8(std::string &s, char32_t cp) {
+  if (cp < 0x80) {
+    s += char(cp);
+  } else if (cp < 0x800) {
+    s += char(0xC0 | cp >> 6);
+    s += char(0x80 | (cp & 0x3F));
+  } else if (cp < 0x10000) {
+    s += char(0xE0 | cp >> 12);
+    s += char(0x80 | (cp >> 6 & 0x3F));
+    s += char(0x80 | (cp & 0x3F));
+  } else {
+    s += char(0xF0 | cp >> 18);
+    s += char(0x80 | (cp >> 12 & 0x3F));
+    s += char(0x80 | (cp >> 6 & 0x3F));
+    s += char(0x80 | (cp & 0x3F));
+  }
+}
+
+void append_utf16(wstr &w, char32_t cp) {
+  if (cp < 0x10000) {
+    w += ruvo_wchar_t(cp);
+  } else {
+    w += ruvo_wchar_t(0xD800 + ((cp - 0x10000) >> 10));
+    w += ruvo_wchar_t(0xDC00 + ((cp - 0x10000) & 0x3FF));
+  }
+}
+
+// A code point from every length class and plane, never a surrogate or NUL.
+char32_t random_code_point() {
+  static const char32_t top[] = {0x7F, 0x7FF, 0xFFFF, 0x10FFFF};
+  const char32_t hi = top[rng() % 4];
+  for (;;) {
+    const char32_t cp = 1 + rng() % hi;
+    if (cp < 0xD800 || cp > 0xDFFF) return cp;
+  }
+}
+
+template <class T>
+std::basic_string<T> owned(T *s) {
+  std::basic_string<T> out = s == nullptr ? std::basic_string<T>() : std::basic_string<T>(s);
+  ruvo_str_free(s);
+  return out;
+}
+
+TEST(Charset, RandomTextRoundTripsThroughBothSets) {
+  for (int round = 0; round < 400; ++round) {
+    std::string u8;
+    wstr u16;
+    for (int n = int(rng() % 40); n > 0; --n) {
+      const char32_t cp = random_code_point();
+      append_utf8(u8, cp);
+      append_utf16(u16, cp);
+    }
+    ASSERT_EQ(owned(ruvo_str_utf8_to_unicode(u8.c_str())), u16) << round;
+    ASSERT_EQ(owned(ruvo_str_unicode_to_utf8(u16.c_str())), u8) << round;
+
+    // The _ex forms fill exactly what fits, terminator included, and leave
+    // a buffer one unit short untouched.
+    std::vector<ruvo_wchar_t> w(u16.size() + 1, 0x5A5A);
+    ASSERT_EQ(ruvo_str_utf8_to_unicode_ex(u8.c_str(), w.data(), w.size() - 1), 122u);
+    ASSERT_EQ(w[0], 0x5A5A);
+    ASSERT_EQ(ruvo_str_utf8_to_unicode_ex(u8.c_str(), w.data(), w.size()), 0u);
+    ASSERT_EQ(wstr(w.data()), u16);
+    std::vector<char> b(u8.size() + 1, 'Z');
+    ASSERT_EQ(ruvo_str_unicode_to_utf8_ex(u16.c_str(), b.data(), b.size() - 1), 122u);
+    ASSERT_EQ(b[0], 'Z');
+    ASSERT_EQ(ruvo_str_unicode_to_utf8_ex(u16.c_str(), b.data(), b.size()), 0u);
+    ASSERT_EQ(std::string(b.data()), u8);
+  }
+}
+
+// Each maximal subpart of a bad sequence becomes one U+FFFD and the bytes
+// behind it are read again; a lone surrogate is written as EF BF BD.
+// Wine's converter counts the subparts of an overlong, surrogate or too
+// large three- and four-byte form differently (E0 80 80 gives two); there
+// only the replacing is checked, not the count.
+TEST(Charset, BadInputIsReplacedNotRefused) {
+  const struct { const char *utf8; std::vector<uint16_t> utf16; bool counted; } rows[] = {
+      {"a\xC3" "A", {'a', 0xFFFD, 'A'}, true},
+      {"\x80x", {0xFFFD, 'x'}, true},
+      {"\xC0\xAFx", {0xFFFD, 0xFFFD, 'x'}, true},              // overlong '/'
+      {"\xE0\x80\x80x", {0xFFFD, 0xFFFD, 0xFFFD, 'x'}, false},  // overlong NUL
+      {"\xED\xA0\x80x", {0xFFFD, 0xFFFD, 0xFFFD, 'x'}, false},  // a surrogate
+      {"\xF4\x90\x80\x80x", {0xFFFD, 0xFFFD, 0xFFFD, 0xFFFD, 'x'}, false},  // past U+10FFFF
+      {"\xE2\x82x", {0xFFFD, 'x'}, true},                      // cut three-byte form
+      {"\xF0\x9F\x98x", {0xFFFD, 'x'}, true},
+      {"\xF8\x88\x80\x80\x80x", {0xFFFD, 0xFFFD, 0xFFFD, 0xFFFD, 0xFFFD, 'x'}, true},
+      {"\xEF\xBF\xBF\xF0\x9F\x98\x80", {0xFFFF, 0xD83D, 0xDE00}, true},
+  };
+  for (const auto &row : rows) {
+    const wstr want(row.utf16.begin(), row.utf16.end());
+    const wstr got = owned(ruvo_str_utf8_to_unicode(row.utf8));
+    if (row.counted || !ruvo_test::under_wine()) {
+      EXPECT_EQ(got, want) << row.utf8;
+    } else {
+      EXPECT_EQ(got.find_first_not_of(ruvo_wchar_t(0xFFFD)), got.size() - 1) << row.utf8;
+      EXPECT_EQ(got.back(), 'x');
+    }
+  }
+  const ruvo_wchar_t top[] = {0xDBFF, 0xDFFF, 0};  // U+10FFFF, the last pair
+  EXPECT_EQ(owned(ruvo_str_unicode_to_utf8(top)), "\xF4\x8F\xBF\xBF");
+  const ruvo_wchar_t lone[] = {'a', 0xD800, 'b', 0xDC00, 0};
+  EXPECT_EQ(owned(ruvo_str_unicode_to_utf8(lone)), "a\xEF\xBF\xBD" "b\xEF\xBF\xBD");
+}
+
+// Text that the ANSI code page holds: ASCII and e-acute, which is 0xE9 both
+// in ISO 8859-1 and in code page 1252.
+TEST(Charset, AnsiFormsGoThroughUtf16) {
+  const char *ansi = "caf\xE9 ok", *utf8 = "caf\xC3\xA9 ok";
+  const ruvo_wchar_t wide[] = {'c', 'a', 'f', 0xE9, ' ', 'o', 'k', 0};
+  EXPECT_EQ(owned(ruvo_str_ansi_to_unicode(ansi)), wstr(wide));
+  EXPECT_EQ(owned(ruvo_str_unicode_to_ansi(wide)), ansi);
+  EXPECT_EQ(owned(ruvo_str_ansi_to_utf8(ansi)), utf8);
+  EXPECT_EQ(owned(ruvo_str_utf8_to_ansi(utf8)), ansi);
+
+  char out[16];
+  EXPECT_EQ(ruvo_str_ansi_to_utf8_ex(ansi, out, 8), 122u);  // 8 units fit; 9 bytes do not
+  EXPECT_EQ(ruvo_str_ansi_to_utf8_ex(ansi, out, 9), 0u);
+  EXPECT_STREQ(out, utf8);
+  // The destination size bounds the UTF-16 text in between as well.
+  EXPECT_EQ(ruvo_str_utf8_to_ansi_ex(utf8, out, 7), RUVO_E_FAIL);
+  EXPECT_EQ(ruvo_str_utf8_to_ansi_ex(utf8, out, 8), 0u);
+  EXPECT_STREQ(out, ansi);
+  ruvo_wchar_t w[8];
+  EXPECT_EQ(ruvo_str_ansi_to_unicode_ex(ansi, w, 8), 0u);
+  EXPECT_EQ(ruvo_str_unicode_to_ansi_ex(w, out, 8), 0u);
+  EXPECT_STREQ(out, ansi);
+}
+
+TEST(Charset, EmptyAndNullArguments) {
+  EXPECT_EQ(owned(ruvo_str_utf8_to_unicode("")), wstr());  // a new string holding the terminator
+  ruvo_str_free(nullptr);
+  EXPECT_EQ(ruvo_str_utf8_to_unicode(nullptr), nullptr);
+  EXPECT_EQ(ruvo_str_unicode_to_utf8(nullptr), nullptr);
+  EXPECT_EQ(ruvo_str_ansi_to_utf8(nullptr), nullptr);
+  char b[4];
+  ruvo_wchar_t w[4];
+  EXPECT_EQ(ruvo_str_utf8_to_unicode_ex(nullptr, w, 4), RUVO_E_INVAL);
+  EXPECT_EQ(ruvo_str_utf8_to_unicode_ex("a", nullptr, 4), RUVO_E_INVAL);
+  EXPECT_EQ(ruvo_str_utf8_to_unicode_ex("a", nullptr, 0), 122u);
+  EXPECT_EQ(ruvo_str_unicode_to_utf8_ex(nullptr, b, 4), RUVO_E_INVAL);
+  EXPECT_EQ(ruvo_str_utf8_to_ansi_ex("a", nullptr, 4), RUVO_E_INVAL);
+  EXPECT_EQ(ruvo_str_ansi_to_utf8_ex(nullptr, b, 4), RUVO_E_INVAL);
+}
+
+TEST(Charset, EncodingTestsByInspection) {
+  enum { A = 1, U8 = 2, U16 = 4 };  // which tests say yes
+  using B = std::string;
+  const struct { std::string bytes; int yes; } rows[] = {
+      {"", A}, {"abc\n", A}, {B("a\0b", 3), 0}, {"\x07\x08\x09\x0A\x0C\x0D\x1B ~", A}, {"\x0B", 0},
+      {"\x0E", 0}, {"\x1A", 0}, {"\x1C", 0}, {"\x1F", 0}, {"\x7F", 0}, {"\x06", 0}, {"\xE9", 0}, {"\xFF", 0},
+      {"\xC3\xA9", U8}, {"\xC3", 0}, {"\xC3\xA9\xC3", U8}, {"\xC3\xA9\xE2\x82", U8}, {"\x80", 0},
+      {"\xC3" "A", 0}, {"\xE2\x82\xAC\x01", 0}, {"\xC0\xAF", U8}, {"\xFC\x80\x80\x80\x80\x80", U8},
+      {"\xF8\x80\x80\x80\x80", U8}, {"\xFE\x80", 0}, {"\xFF\xFE", U16}, {"\xFE\xFF", U16},
+      {"\xFF\xFE\x41", U16}, {B("\xFF\xFE\x41\x00", 4), U16}, {B("\xFF\xFE\x01\x00", 4), 0},
+      {B("\xFF\xFE\x7F\x00", 4), 0}, {B("\xFF\xFE\x1B\x00\x80\x00\xAC\x20", 8), U16},
+      {B("\xFF\xFE\xFE\xFF", 4), 0}, {B("\xFE\xFF\x00\x41", 4), U16}, {B("\xFE\xFF\x41\x00", 4), U16},
+      {B("\xFE\xFF\x00\x0B", 4), 0}, {B("\x41\x00", 2), 0},
+  };
+  for (const auto &row : rows) {
+    const void *p = row.bytes.data();
+    const size_t n = row.bytes.size();
+    const std::string shown = testing::PrintToString(row.bytes);
+    EXPECT_EQ(ruvo_str_is_ascii(p, n), (row.yes & A) != 0) << shown;
+    EXPECT_EQ(ruvo_str_is_utf8(p, n), (row.yes & U8) != 0) << shown;
+    EXPECT_EQ(ruvo_str_is_utf16(p, n), (row.yes & U16) != 0) << shown;
+  }
+  EXPECT_EQ(ruvo_str_is_utf8(nullptr, 3) + ruvo_str_is_utf16(nullptr, 3) + ruvo_str_is_ascii(nullptr, 3), 0);
+}
+
+}  // namespace

@@ -1,0 +1,77 @@
+// The conversion seam that the charset family stands on, held to the
+// platform converter's contract in both builds; the codec on counted input;
+// and the out-of-memory paths, through the allocation fault seam.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "internal/fault.hpp"
+#include "internal/platform.hpp"
+#include "internal/utf.hpp"
+#include "ruvo/base/charset.h"
+
+namespace {
+
+namespace sys = ruvo::sys;
+
+TEST(CharsetSeam, SizeQueryExactBufferAndOneShort) {
+  ruvo_wchar_t w[8] = {};
+  char b[8] = {};
+  const ruvo_wchar_t wide[] = {'a', 0xE9, 0};
+  for (unsigned cp : {sys::code_page_utf8, sys::code_page_ansi}) {
+    const char *narrow = cp == sys::code_page_utf8 ? "a\xC3\xA9" : "a\xE9";
+    const int bytes = cp == sys::code_page_utf8 ? 4 : 3;
+    EXPECT_EQ(sys::to_wide(cp, narrow, nullptr, 0), 3);
+    EXPECT_EQ(sys::to_wide(cp, narrow, w, 3), 3);
+    EXPECT_EQ(std::basic_string<ruvo_wchar_t>(w), wide);
+    sys::set_last_error(0);
+    EXPECT_EQ(sys::to_wide(cp, narrow, w, 2), 0);
+    EXPECT_EQ(sys::last_error(), 122u);
+    EXPECT_EQ(sys::from_wide(cp, wide, nullptr, 0), bytes);
+    EXPECT_EQ(sys::from_wide(cp, wide, b, bytes), bytes);
+    EXPECT_STREQ(b, narrow);
+    sys::set_last_error(0);
+    EXPECT_EQ(sys::from_wide(cp, wide, b, bytes - 1), 0);
+    EXPECT_EQ(sys::last_error(), 122u);
+  }
+  for (unsigned cp : {sys::code_page_utf8, 12345u}) {  // no source; no such code page
+    sys::set_last_error(0);
+    EXPECT_EQ(sys::to_wide(cp, cp == 12345u ? "a" : nullptr, w, 8), 0);
+    EXPECT_EQ(sys::last_error(), 87u);
+    sys::set_last_error(0);
+    EXPECT_EQ(sys::from_wide(cp, cp == 12345u ? wide : nullptr, b, 8), 0);
+    EXPECT_EQ(sys::last_error(), 87u);
+  }
+}
+
+// Counted input has no terminator to stop at, so the last unit of a
+// sequence is the one that must fit exactly.
+TEST(CharsetCodec, CountedInputFillsToTheLastUnit) {
+  const char text[] = "\xC3\xA9\xF4\x8F\xBF\xBF";  // U+00E9 U+10FFFF
+  char16_t w[3];
+  EXPECT_EQ(ruvo::utf::utf8_to_utf16(text, 6, w, 3), 3u);
+  EXPECT_EQ(std::u16string(w, 3), u"\u00E9\U0010FFFF");
+  EXPECT_EQ(ruvo::utf::utf8_to_utf16(text, 6, w, 2), ruvo::utf::npos);
+  char b[6];
+  EXPECT_EQ(ruvo::utf::utf16_to_utf8(w, 3, b, 6), 6u);
+  EXPECT_EQ(std::string(b, 6), text);
+  EXPECT_EQ(ruvo::utf::utf16_to_utf8(w, 3, b, 5), ruvo::utf::npos);
+}
+
+TEST(CharsetFaults, FailedHeapBlockGivesNullAndError14) {
+  char b[16];
+  for (long succeed : {0L, 1L}) {  // the result fails; then the UTF-16 step succeeds and the result fails
+    ruvo::fault::fail_allocations_after(succeed);
+    sys::set_last_error(0);
+    EXPECT_EQ(ruvo_str_ansi_to_utf8("abc"), nullptr);
+    EXPECT_EQ(sys::last_error(), 14u);
+  }
+  ruvo::fault::fail_allocations_after(0);
+  EXPECT_EQ(ruvo_str_utf8_to_unicode("abc"), nullptr);
+  ruvo::fault::fail_allocations_after(0);
+  EXPECT_EQ(ruvo_str_utf8_to_ansi_ex("abc", b, sizeof b), 14u);
+  ruvo::fault::fail_allocations_after(-1);
+  EXPECT_EQ(ruvo_str_utf8_to_ansi_ex("abc", b, sizeof b), 0u);
+}
+
+}  // namespace
