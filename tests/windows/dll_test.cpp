@@ -81,6 +81,7 @@ TEST(Dll, FolderPickerChecksItsBufferAndGivesOneWhenNoDialogCanShow) {
     GTEST_SKIP() << "the dialog would wait for a person: only Wine without a display returns at once";
   }
   EXPECT_EQ(ruvo_shbrowse_folder_open(nullptr, 1 /* BIF_RETURNONLYFSDIRS */, L"t", "C:\\", path, MAX_PATH), S_FALSE);
+  EXPECT_EQ(ruvo_shbrowse_folder_open(nullptr, 0, nullptr, nullptr, path, 2147483647), S_FALSE);
   EXPECT_STREQ(path, L"untouched");
 }
 

@@ -121,6 +121,9 @@ extern const table_desc psapi_desc;
 // table or desc.
 int32_t fill_table(void *table, void *desc);
 
+// ruvo_os_is_nt6 on RtlGetVersion found at `entry` (null: 0).
+int32_t is_nt6_by(FARPROC entry) noexcept;
+
 // The folder picker's callback: selects the ANSI path `data` when the dialog
 // starts, keeps it open on a failed validation, and gives 0 otherwise.
 int CALLBACK browse_callback(HWND window, UINT message, LPARAM param, LPARAM data);

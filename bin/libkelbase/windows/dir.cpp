@@ -13,15 +13,7 @@
 #include "ruvo/base/charset.h"
 #include "ruvo/base/dir.h"
 #include "ruvo/base/memory.h"
-#if __has_include("ruvo/base/path.h")
 #include "ruvo/base/path.h"
-#else
-extern "C" {
-RUVO_API ruvo_wchar_t *ruvo_path_absolute_w(const ruvo_wchar_t *path, ruvo_wchar_t *out,
-                                            size_t cap) RUVO_NOEXCEPT;
-RUVO_API int ruvo_path_is_exist_u(const char *path) RUVO_NOEXCEPT;
-}
-#endif
 #include "ruvo/base/str.h"
 
 // The record names the platform's parts by size only, so that the public

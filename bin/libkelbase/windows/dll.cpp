@@ -143,11 +143,12 @@ ruvo_psapi_api_st *ruvo_psapi_api() noexcept {
 }
 
 int32_t ruvo_os_is_nt6() noexcept {
-  const HMODULE ntdll = ::GetModuleHandleW(L"ntdll.dll");
-  if (ntdll == nullptr) return 0;
+  return ruvo::dll::is_nt6_by(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "RtlGetVersion"));
+}
+
+int32_t ruvo::dll::is_nt6_by(FARPROC entry) noexcept {
   using get_version_fn = LONG(WINAPI *)(RTL_OSVERSIONINFOEXW *);
-  const auto get_version =
-      ruvo_api_entry<get_version_fn>(::GetProcAddress(ntdll, "RtlGetVersion"));
+  const auto get_version = ruvo_api_entry<get_version_fn>(entry);
   if (get_version == nullptr) return 0;
   RTL_OSVERSIONINFOEXW info;
   std::memset(&info, 0, sizeof info);
@@ -155,6 +156,16 @@ int32_t ruvo_os_is_nt6() noexcept {
   if (get_version(&info) != 0) return 0;
   return info.dwMajorVersion >= 6 ? 1 : 0;
 }
+
+namespace {
+
+// The last error of a call that failed; never 0, which would read as success.
+uint32_t failure() noexcept {
+  const DWORD error = ::GetLastError();
+  return error != 0 ? error : RUVO_E_FAIL;
+}
+
+}  // namespace
 
 extern "C" {
 
@@ -165,10 +176,7 @@ RUVO_API uint32_t ruvo_dll_open(const char *path, HMODULE *module) noexcept {
   const uint32_t converted = ruvo_str_utf8_to_unicode_ex(path, wide, 260);
   if (converted != 0) return converted;
   const HMODULE h = ::LoadLibraryW(wide);
-  if (h == nullptr) {
-    const DWORD error = ::GetLastError();
-    return error != 0 ? error : RUVO_E_FAIL;
-  }
+  if (h == nullptr) return failure();
   *module = h;
   return RUVO_OK;
 }
@@ -179,21 +187,14 @@ RUVO_API uint32_t ruvo_dll_get_addr(HMODULE module, const char *name, void **ent
   }
   *entry = nullptr;
   const FARPROC proc = ::GetProcAddress(module, name);
-  if (proc == nullptr) {
-    const DWORD error = ::GetLastError();
-    return error != 0 ? error : RUVO_E_FAIL;
-  }
+  if (proc == nullptr) return failure();
   *entry = reinterpret_cast<void *>(proc);
   return RUVO_OK;
 }
 
 RUVO_API uint32_t ruvo_dll_close(HMODULE module) noexcept {
   if (module == nullptr) return RUVO_E_INVAL;
-  if (!::FreeLibrary(module)) {
-    const DWORD error = ::GetLastError();
-    return error != 0 ? error : RUVO_E_FAIL;
-  }
-  return RUVO_OK;
+  return ::FreeLibrary(module) ? RUVO_OK : failure();
 }
 
 RUVO_API int32_t ruvo_shbrowse_folder_open(HWND owner, uint32_t flags, const wchar_t *title,
@@ -209,8 +210,7 @@ RUVO_API int32_t ruvo_shbrowse_folder_open(HWND owner, uint32_t flags, const wch
     ::CoTaskMemFree(buffer);
     return hr;
   }
-  BROWSEINFOW info;
-  std::memset(&info, 0, sizeof info);
+  BROWSEINFOW info{};
   info.hwndOwner = owner;
   info.pidlRoot = root;
   info.pszDisplayName = buffer;

@@ -141,7 +141,7 @@ RUVO_API void ruvo_dirwalk_destroy(ruvo_dirwalk_st *w) RUVO_NOEXCEPT;
 
 /* Makes `path` absolute and the current directory. Returns 1, or 0 when it
  * is null, empty, needs more than 260 UTF-16 units or the platform refuses
- * (the reason is then in the last error). */
+ * (a refusal leaves its reason in the last error). */
 RUVO_API int32_t ruvo_current_dir_set(const char *path) RUVO_NOEXCEPT;
 
 /* The temporary directory into `buf`, terminated, with its trailing "\".

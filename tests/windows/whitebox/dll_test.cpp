@@ -82,6 +82,14 @@ TEST(DllTables, AMissingEntryIsNullAndAMissingLibraryFailsTheTable) {
   EXPECT_EQ(ruvo::dll::fill_table(slots, nullptr), 0);
 }
 
+LONG g_status = 0;
+DWORD g_major = 0;
+LONG WINAPI fake_version(RTL_OSVERSIONINFOEXW *info) {
+  if (info->dwOSVersionInfoSize != 284 || info->dwMajorVersion != 0) return -1;
+  info->dwMajorVersion = g_major;
+  return g_status;
+}
+
 TEST(DllTables, Nt6FollowsRtlGetVersion) {
   RTL_OSVERSIONINFOEXW info{};
   info.dwOSVersionInfoSize = sizeof info;
@@ -90,6 +98,14 @@ TEST(DllTables, Nt6FollowsRtlGetVersion) {
   ASSERT_EQ(get_version(&info), 0);
   EXPECT_EQ(ruvo_os_is_nt6(), info.dwMajorVersion >= 6 ? 1 : 0);
   EXPECT_EQ(ruvo_os_is_nt6(), 1);  // every system this library runs on
+  const auto fake = reinterpret_cast<FARPROC>(reinterpret_cast<void (*)()>(fake_version));
+  for (const auto &[status, major, want] : {std::tuple{0L, 5ul, 0}, {0L, 6ul, 1}, {0L, 10ul, 1},
+                                             {-1L, 10ul, 0}, {1L, 10ul, 0}}) {
+    g_status = status;
+    g_major = major;
+    EXPECT_EQ(ruvo::dll::is_nt6_by(fake), want) << status << " " << major;
+  }
+  EXPECT_EQ(ruvo::dll::is_nt6_by(nullptr), 0);
 }
 
 // A message-only window that keeps what it is sent.
