@@ -160,6 +160,9 @@ RUVO_API size_t ruvo_path_translate(char *path, size_t len, size_t cap) noexcept
   if (path == nullptr || cap == 0 || path[0] == '\0') return 0;
   size_t n = ruvo_strnlen(path, cap);
   if (n == cap || (len != 0 && len != n)) return 0;
+  // Kept for a bare drive without room for its backslash (cap 3).
+  char saved[3] = {};
+  std::memcpy(saved, path, cap < sizeof saved ? cap : sizeof saved);
   if (path[0] == '~') {
     char home[kHome];
     const size_t h = ruvo_home_dir(home, sizeof home);
@@ -180,8 +183,14 @@ RUVO_API size_t ruvo_path_translate(char *path, size_t len, size_t cap) noexcept
   if (w >= 2 && path[w - 1] == '\\') --w;
   path[w] = '\0';
   if (w < 2 || !has_drive(path)) return w;
+  // A bare drive gets its '\' or, without room for it, the string is put
+  // back as it came.
+  if (w == 2 && w + 1 >= cap) {
+    std::memcpy(path, saved, sizeof saved);
+    return 0;
+  }
   if (path[0] >= 'a') path[0] = static_cast<char>(path[0] - ('a' - 'A'));
-  if (w == 2 && w + 1 < cap) {
+  if (w == 2) {
     path[w++] = '\\';
     path[w] = '\0';
   }
@@ -252,7 +261,7 @@ RUVO_API const char *ruvo_path_relative_to(const char *base, const char *path, c
   char p[kWork];
   char b[kWork];
   if (ruvo_path_absolute_to(base, path, p, kWork) == nullptr) return nullptr;
-  size_t pn = ruvo_strlen(p);
+  const size_t pn = ruvo_strlen(p);
   size_t bn = 0;
   if (base != nullptr) {
     if (ruvo_path_absolute_to(nullptr, base, b, kWork) == nullptr) return nullptr;
@@ -270,51 +279,32 @@ RUVO_API const char *ruvo_path_relative_to(const char *base, const char *path, c
     return out;
   }
 
-  // A '\' behind each makes the last name a whole directory in the prefix
-  // test; a path of 259 bytes has no room for it and gets none.
-  const bool p_sep = pn + 1 < kWork;
-  if (p_sep) p[pn++] = '\\';
-  p[pn] = '\0';
-  if (bn + 1 < kWork) b[bn++] = '\\';
-  b[bn] = '\0';
-
-  // The last '\' of the common prefix, 0 also for none; b's terminator ends
-  // the prefix where b is the shorter.
+  // Each is compared as if a '\' followed it, so that its last name is a
+  // whole directory in the prefix test; `last` is the last '\' of the common
+  // prefix, 0 also for none.
+  const auto p_at = [&](size_t i) { return i < pn ? p[i] : i == pn ? '\\' : '\0'; };
+  const auto b_at = [&](size_t i) { return i < bn ? b[i] : i == bn ? '\\' : '\0'; };
   size_t last = 0;
-  for (size_t i = 0; p[i] != '\0' && p[i] == b[i]; ++i) {
-    if (p[i] == '\\') last = i;
+  for (size_t i = 0; p_at(i) != '\0' && p_at(i) == b_at(i); ++i) {
+    if (p_at(i) == '\\') last = i;
   }
-  // Nothing in common, or only the drive root: the absolute path, less the
-  // '\' added above, cut to fit.
-  if (last == 0 || (last == 2 && b[1] == ':' && bn >= 4)) {
-    const size_t n = p_sep ? pn - 1 : pn;
-    const size_t m = n < cap ? n : cap - 1;
-    std::memcpy(out, p, m);
-    out[m] = '\0';
+  // Nothing in common, or only the drive root: the absolute path.
+  if (last == 0 || (last == 2 && b[1] == ':')) {
+    if (pn >= cap) return nullptr;
+    std::memcpy(out, p, pn + 1);
     return out;
   }
-
-  size_t w = 0;
-  bool cut = false;
-  for (size_t i = last + 1; b[i] != '\0'; ++i) {
-    if (b[i] != '\\') continue;
-    if (w + 3 <= cap) {
-      std::memcpy(out + w, "..\\", 3);
-      w += 3;
-    } else {
-      cut = true;
-    }
-  }
-  size_t i = last + 1;
-  for (; i < pn && w < cap; ++i) out[w++] = p[i];
-  cut = cut || i < pn;
-  // The last unit written is the '\' added above, or, after a cut, the last
-  // one that fitted: the terminator takes its place.
-  if (!cut && !p_sep && w < cap) {
-    out[w] = '\0';
-  } else {
-    out[w > 0 ? w - 1 : 0] = '\0';
-  }
+  // "..\" for each name of base below the common directory, then the rest of
+  // path; without a rest the last "..\" loses its '\'. A result that doesn't
+  // fit cap with its terminator gives null.
+  size_t ups = 0;
+  for (size_t i = last + 1; i <= bn; ++i) ups += b_at(i) == '\\' ? 1 : 0;
+  const size_t rest = last < pn ? pn - last - 1 : 0;
+  const size_t n = 3 * ups + rest - (rest == 0 ? 1 : 0);
+  if (n >= cap) return nullptr;
+  for (size_t u = 0; u < ups; ++u) std::memcpy(out + 3 * u, "..\\", 3);
+  std::memcpy(out + 3 * ups, p + last + 1, rest);
+  out[n] = '\0';
   return out;
 }
 

@@ -33,11 +33,11 @@ RUVO_BEGIN_DECLS
  * one character: "~abc" becomes home + "abc"); every run of '/' and '\'
  * becomes one '\' (so "//srv/x" becomes "\srv\x"); a trailing '\' is dropped
  * unless it is the whole string; a drive letter is made upper case and a
- * bare drive gets its '\' ("c:" gives "C:\", 3) when cap has room for it.
+ * bare drive gets its '\' ("c:" gives "C:\", 3).
  * `len` is the string's length, or 0 to measure it. Gives 0, changing
  * nothing, for a null or empty path, cap 0, a string not terminated within
  * cap, a len that is not the string's length, a home directory that can't be
- * had, and an expansion that would not fit cap. */
+ * had, and a result that would not fit cap (also "c:" with cap 3). */
 RUVO_API size_t ruvo_path_translate(char *path, size_t len, size_t cap) RUVO_NOEXCEPT;
 
 /* Collapses each run of separators to one and turns every separator into
@@ -77,10 +77,9 @@ RUVO_API char *ruvo_path_absolute_to(const char *base, const char *path, char *o
  * for each name of base below the common directory, then the rest of path:
  * base "C:\a\b", path "C:\a\c\d" give "..\c\d"; base "C:\a", path "C:\a\b"
  * give "b"; base "C:\a\b", path "C:\a" give "..".
- * A result that doesn't fit is cut to cap - 1 bytes and still given: a "..\"
- * that doesn't fit whole is left out, and the text after it is cut. A caller
- * that must know passes a cap of 260, which always holds the whole result.
- * ruvo_path_relative is the null-base form. */
+ * A result that doesn't fit cap with its terminator gives null, never a cut
+ * one; a cap of 260 always holds it. ruvo_path_relative is the null-base
+ * form. */
 RUVO_API const char *ruvo_path_relative(const char *path, char *out, size_t cap) RUVO_NOEXCEPT;
 RUVO_API const char *ruvo_path_relative_to(const char *base, const char *path, char *out,
                                            size_t cap) RUVO_NOEXCEPT;
