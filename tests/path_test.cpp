@@ -136,11 +136,13 @@ TEST(Path, TranslateExpandsTheHomeDirectory) {
 #if !defined(_WIN32)
 // The Linux stand-ins answer as the Windows forms do.
 TEST(Path, NativeDirectoryStandIns) {
-  char buf[16], tilde[] = "~x";
+  char buf[16] = "###############", tilde[] = "~x";
   ASSERT_EQ(chdir("/tmp") + setenv("HOME", "/h", 1), 0);
   EXPECT_EQ(ruvo_current_dir_get(buf, 5) + ruvo_home_dir(buf + 8, 3), 4u + 2u);
   EXPECT_EQ(std::string(buf) + (buf + 8), "/tmp/h");
   EXPECT_EQ(ruvo_current_dir_get(buf, 4) + ruvo_current_dir_get(nullptr, 16), 0u);
+  ASSERT_EQ(chdir("/usr/bin"), 0);
+  EXPECT_EQ(ruvo_current_dir_get(buf, 5), 0u);  // getcwd fails
   EXPECT_EQ(ruvo_home_dir(buf, 2) + ruvo_home_dir(nullptr, 8) + ruvo_home_dir(buf, 0), 0u);
   unsetenv("HOME");
   EXPECT_EQ(ruvo_home_dir(buf, 8) + ruvo_path_translate(tilde, 0, sizeof tilde), 0u);
