@@ -5,6 +5,7 @@
 #include <cstring>
 #include <initializer_list>
 
+#include "ruvo/base/charset.h"
 #include "ruvo/base/l3.h"
 #include "ruvo/base/log.h"
 #include "ruvo/base/memory.h"
@@ -16,6 +17,9 @@
 
 #if defined(_WIN32)
 #include <windows.h>
+
+#include "ruvo/base/dir.h"
+#include "ruvo/base/path.h"
 #endif
 
 namespace {
@@ -164,6 +168,46 @@ void show_allow_list() {
   }
 }
 
+#if defined(_WIN32)
+// A dated log folder beside the program ("@" is the program's directory),
+// a file with a non-ASCII name in it, then a walk, a wildcard and cleanup.
+void show_paths_and_directories() {
+  std::printf("== paths and directories: a log folder under the program's directory\n");
+  char root[512], day[600];
+  ruvo_dirutils_path_transform("@/demo-logs", root, sizeof root);
+  std::snprintf(day, sizeof day, "%s/2026/11/24", root);
+  std::printf("  mkdir %s/2026/11/24: %d\n", ruvo_path_get_name_u(root), ruvo_dirutils_mkdir(day, 511));
+  for (const char *name : {"app-1.log", "app-2.log", "K\xC3\xB6ln \xE6\x97\xA5\xE8\xAA\x8C.txt"}) {
+    char file[700];
+    std::snprintf(file, sizeof file, "%s/%s", day, name);
+    ruvo_wchar_t *wide = ruvo_str_utf8_to_unicode(file);
+    if (FILE *f = _wfopen(wide, L"w")) std::fclose(f);
+    ruvo_str_free(wide);
+  }
+  ruvo_dirwalk_st *walk = ruvo_dirwalk_create(root, 1, 0);
+  int32_t is_dir = 0;
+  while (const char *found = walk ? ruvo_dirwalk_read(walk, &is_dir) : nullptr) {
+    char rel[300];
+    const char *shown = ruvo_path_relative_to(root, found, rel, sizeof rel);
+    std::printf("  %s %s%s\n", is_dir ? "dir " : "file", shown ? shown : found,
+                is_dir ? "" : ruvo_str_is_utf8(found, std::strlen(found)) ? "  (UTF-8 name)" : "");
+  }
+  ruvo_dirwalk_destroy(walk);
+  char pattern[700];
+  std::snprintf(pattern, sizeof pattern, "%s/app~.log", day);
+  ruvo_dir_link_st hits;
+  if (ruvo_wildcard_path_expand(pattern, &hits) == 0) {
+    for (ruvo_dir_link_st *l = hits.next; l != &hits; l = l->next) {
+      const char *path = reinterpret_cast<ruvo_wildcard_path_st *>(l)->path;
+      std::printf("  app~.log matches %s (extension %s)\n", ruvo_path_get_name_u(path), ruvo_path_get_ext_u(path));
+    }
+    ruvo_wildcard_path_free(&hits);
+  }
+  ruvo_dirutils_rmdir(root);
+  std::printf("  removed; exists afterwards: %d\n", ruvo_path_is_exist_u(root));
+}
+#endif
+
 }  // namespace
 
 int main() {
@@ -173,6 +217,7 @@ int main() {
   show_allow_list();
 #if defined(_WIN32)
   show_tagged_heap();
+  show_paths_and_directories();
 #endif
   return 0;
 }
