@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "ruvo/base/str.h"
@@ -130,66 +129,47 @@ Tokens split(const char *text, const char *delims, int32_t *count = nullptr) {
   return out;
 }
 
-TEST(StrUtilSplit, AgreesWithReferenceInTwoThreadsAtOnce) {
-  // At most 31 tokens are kept. Two threads split different texts at the same
-  // time: state shared between calls, as strtok has, would mix them up.
-  auto check = [](unsigned start) {
-    rng = std::mt19937(start);  // each thread its own sequence
-    for (int i = 0; i < 4000; ++i) {  // long texts often hold more than 31 tokens
-      const std::string text = random_text("ab,; ", 150), delims = random_text(",; x", 3);
-      Tokens want;
-      for (size_t at = 0, end; (at = text.find_first_not_of(delims, at)) != npos; at = end) {
-        end = text.find_first_of(delims, at);
-        want.push_back(text.substr(at, end - at));
-      }
-      want.resize(std::min<size_t>(want.size(), 31));
-      int32_t n = -1;
-      ASSERT_EQ(split(text.c_str(), delims.c_str(), &n), want) << '"' << text << "\" by \"" << delims << '"';
-      ASSERT_EQ(size_t(n), want.size());
+// At most 31 tokens are kept. Trim strips blanks only (tabs stay), and of a
+// text made only of the character gives its last byte. Hex output is lower
+// case and needs room for its terminator.
+TEST(StrUtilSplit, SplitTrimAndHexAgreeWithReference) {
+  std::string all(256, '\0');
+  for (int b = 0; b < 256; ++b) all[size_t(b)] = char(b);
+  for (int i = 0; i < 4000; ++i) {  // long texts often hold more than 31 tokens
+    const std::string text = random_text("ab,; ", 150), delims = random_text(",; x", 3);
+    Tokens want;
+    for (size_t at = 0, end; (at = text.find_first_not_of(delims, at)) != npos; at = end) {
+      end = text.find_first_of(delims, at);
+      want.push_back(text.substr(at, end - at));
     }
-  };
-  std::thread other(check, 1u);
-  check(2u);
-  other.join();
+    want.resize(std::min<size_t>(want.size(), 31));
+    int32_t n = -1;
+    ASSERT_EQ(split(text.c_str(), delims.c_str(), &n), want) << '"' << text << "\" by \"" << delims << '"';
+    ASSERT_EQ(size_t(n), want.size());
+    const char c = " /\xab"[i % 3];
+    const std::string t = random_text(std::string("a\t") + c + c, 12);
+    std::string buf = t;
+    char *r = c == ' ' ? ruvo_str_trim(buf.data()) : ruvo_str_trim_char(buf.data(), c);
+    const size_t first = t.find_first_not_of(c), last = t.find_last_not_of(c);
+    ASSERT_EQ(r, buf.data() + (t.empty() ? 0 : first == npos ? t.size() - 1 : first)) << '"' << t << '"';
+    ASSERT_EQ(std::string(r), first == npos ? "" : t.substr(first, last - first + 1)) << '"' << t << '"';
+    const std::string bytes = random_text(all, 40);
+    const int32_t room = int32_t(2 * bytes.size()) + pick(0, 1);  // one short of the terminator, or enough
+    std::string hex(90, '#'), digits;
+    for (unsigned char b : bytes) digits += "0123456789abcdef"[b >> 4], digits += "0123456789abcdef"[b & 15];
+    const uint32_t rc = ruvo_str_bin2hexstr(bytes.data(), int32_t(bytes.size()), hex.data(), room);
+    ASSERT_EQ(rc, bytes.empty() ? RUVO_E_INVAL : room > int32_t(2 * bytes.size()) ? RUVO_OK : RUVO_E_SMALL);
+    ASSERT_EQ(hex, (rc == RUVO_OK ? digits + '\0' : "") + std::string(rc == RUVO_OK ? 89 - digits.size() : 90, '#'));
+  }
   int32_t n = -1;
   EXPECT_EQ(split("a,b", nullptr), Tokens{"a,b"});  // null delimiters split at nothing
   EXPECT_TRUE(split(nullptr, ",", &n).empty() && n == 0);
   ruvo_str_split_free(nullptr);
-}
-
-TEST(StrUtilTrim, TrimAndTrimCharAgreeWithReference) {
-  for (int i = 0; i < 6000; ++i) {
-    const char c = " /\xab"[i % 3];  // trim strips blanks only; tabs stay
-    const std::string text = random_text(std::string("a\t") + c + c, 12);
-    std::string buf = text;
-    char *r = c == ' ' ? ruvo_str_trim(buf.data()) : ruvo_str_trim_char(buf.data(), c);
-    const size_t first = text.find_first_not_of(c), last = text.find_last_not_of(c);
-    // Made only of c: the position of the last byte.
-    ASSERT_EQ(r, buf.data() + (text.empty() ? 0 : first == npos ? text.size() - 1 : first)) << '"' << text << '"';
-    ASSERT_EQ(std::string(r), first == npos ? "" : text.substr(first, last - first + 1)) << '"' << text << '"';
-  }
+  char out[8];
   EXPECT_EQ(ruvo_str_trim(nullptr), nullptr);
-}
-
-TEST(StrUtilHex, WritesLowerCaseDigitsAndRefusesSmallBuffers) {
-  std::string bytes(256, '\0'), want(513, '\0');
-  for (int i = 0; i < 256; ++i) { bytes[size_t(i)] = char(i); std::snprintf(&want[size_t(2 * i)], 3, "%02x", i); }
-  std::vector<char> out(513, '#');
-  EXPECT_EQ(ruvo_str_bin2hexstr(bytes.data(), 256, out.data(), 512), RUVO_E_SMALL);
-  EXPECT_EQ(out[0], '#');
-  ASSERT_EQ(ruvo_str_bin2hexstr(bytes.data(), 256, out.data(), 513), RUVO_OK);
-  EXPECT_EQ(std::string(out.data(), 513), want);
-  const struct { const void *in; int32_t count; char *to; } bad[] = {
-      {nullptr, 2, out.data()}, {bytes.data(), 0, out.data()}, {bytes.data(), -1, out.data()},
-      {bytes.data(), 2, nullptr}};
-  for (const auto &c : bad) EXPECT_EQ(ruvo_str_bin2hexstr(c.in, c.count, c.to, 8), RUVO_E_INVAL) << c.count;
-  EXPECT_EQ(ruvo_str_bin2hexstr(bytes.data(), 0x7FFFFFFF, out.data(), 0x7FFFFFFF), RUVO_E_SMALL);  // no wrap
-}
-
-TEST(StrUtilBounded, StrlcpyCopiesWithinOneBuffer) {
-  char text[16] = "abcdef";
-  EXPECT_EQ(ruvo_str_strlcpy(text + 1, text, 8), 6u);
-  EXPECT_STREQ(text, "aabcdef");
+  EXPECT_EQ(ruvo_str_bin2hexstr(nullptr, 2, out, 8) + ruvo_str_bin2hexstr(all.data(), -1, out, 8) +
+                ruvo_str_bin2hexstr(all.data(), 2, nullptr, 8), 3 * RUVO_E_INVAL);
+  EXPECT_EQ(ruvo_str_bin2hexstr(all.data(), 0x7FFFFFFF, out, 0x7FFFFFFF), RUVO_E_SMALL);  // no wrap
 }
 
 // The formatter and the copy write what fits and a terminator, nothing for

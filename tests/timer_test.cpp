@@ -1,7 +1,7 @@
 // Per-thread timers on the real tick count: a random run of starts, stops
-// and polls against a model, callbacks that start and stop timers during a
-// poll, and timers on several threads at once. Both builds run them: under
-// the sanitizers natively, on the platform's slots and clock under Wine.
+// and polls against a model, and timers on several threads at once. Both
+// builds run them: under the sanitizers natively, on the platform's slots
+// and clock under Wine.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -41,35 +41,15 @@ uint32_t poll_until_taken(uint32_t n) {
   return taken;
 }
 
-// 30, 10 and 20 ms fire in that order in one poll; a null callback and a
-// stopped timer are taken and counted, uncalled.
-TEST(Timer, DueTimersFireInOrderAndStoppedOnesAreTakenUncalled) {
-  ruvo_bstimer_init();
-  EXPECT_EQ(ruvo_bstimer_poll_once(), 0u);
-  EXPECT_EQ(ruvo_bstimer_get_userdata(nullptr), nullptr);
-  const uint64_t start = ruvo_time_get_tick_cout();
-  for (const intptr_t ms : {30, 10, 20, 0, 15}) {
-    ruvo_bstimer_st *t = ruvo_bstimer_start(ms, ms == 0 ? nullptr : record, tag(ms));
-    if (ms == 15) {
-      EXPECT_EQ(ruvo_bstimer_stop(t), 0);
-    }
-  }
-  sleep_ms(60);
-  EXPECT_EQ(ruvo_bstimer_poll_once(), 5u);
-  ASSERT_EQ(t_fired.size(), 3u);
-  for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(t_fired[i].id, 10 * (i + 1));
-    EXPECT_GE(t_fired[i].tick, start + t_fired[i].id);
-  }
-  EXPECT_EQ(ruvo_bstimer_poll_once(), 0u);
-}
-
 // Random starts, stops and polls. The model knows each timer's window of
 // due times (the tick before and after its start, plus its time-out): a
 // timer fires once, never before its window opens, never once stopped, and
-// never before a timer whose window lies wholly earlier.
+// never before a timer whose window lies wholly earlier. A timer without a
+// callback is taken and counted, uncalled.
 TEST(Timer, RandomStartsAndStopsAgreeWithAModel) {
   ruvo_test::watchdog dog("random timers", 40);
+  ruvo_bstimer_init();
+  EXPECT_EQ(ruvo_bstimer_poll_once() + uintptr_t(ruvo_bstimer_get_userdata(nullptr)), 0u);
   struct model_timer {
     ruvo_bstimer_st *handle;
     uint64_t low, high;
@@ -86,8 +66,9 @@ TEST(Timer, RandomStartsAndStopsAgreeWithAModel) {
     if (action < 5) {
       const uint32_t timeout = rng() % 40;
       const uint64_t before = ruvo_time_get_tick_cout();
-      ruvo_bstimer_st *t = ruvo_bstimer_start(timeout, record, tag(timers.size()));
-      timers.push_back({t, before + timeout, ruvo_time_get_tick_cout() + timeout, false});
+      const bool silent = rng() % 8 == 0;
+      ruvo_bstimer_st *t = ruvo_bstimer_start(timeout, silent ? nullptr : record, tag(timers.size()));
+      timers.push_back({t, before + timeout, ruvo_time_get_tick_cout() + timeout, silent});
       calls.push_back(0);
     } else if (action < 7 && !timers.empty()) {
       // Only a timer that has neither fired nor been stopped is surely
@@ -112,32 +93,6 @@ TEST(Timer, RandomStartsAndStopsAgreeWithAModel) {
   for (const auto &f : t_fired) ++calls[f.id];
   EXPECT_EQ(taken, timers.size());
   for (size_t i = 0; i < timers.size(); ++i) EXPECT_EQ(calls[i], timers[i].stopped ? 0 : 1) << i;
-}
-
-// During one poll the first callback stops a due timer and starts one of
-// 0 ms and one of 100 ms: the stopped one is taken uncalled, and the 100 ms
-// one fires only in a later poll.
-ruvo_bstimer_st *g_victim = nullptr;
-int32_t juggle(ruvo_bstimer_st *timer, void *userdata) {
-  record(timer, userdata);
-  ruvo_bstimer_stop(g_victim);
-  ruvo_bstimer_start(0, record, tag(7));
-  ruvo_bstimer_start(100, record, tag(100));
-  return 0;
-}
-
-TEST(Timer, ACallbackStartsAndStopsOtherTimersDuringAPoll) {
-  ruvo_bstimer_start(0, juggle, tag(1));
-  g_victim = ruvo_bstimer_start(5, record, tag(5));
-  sleep_ms(20);
-  const uint32_t first = ruvo_bstimer_poll_once();  // 3 if the tick stood still for the 0 ms one
-  EXPECT_TRUE(first == 2 || first == 3) << first;
-  EXPECT_EQ(poll_until_taken(4 - first), 4 - first);
-  ASSERT_EQ(t_fired.size(), 3u);
-  EXPECT_EQ(t_fired[0].id, 1);
-  EXPECT_EQ(t_fired[1].id, 7);
-  EXPECT_EQ(t_fired[2].id, 100);
-  EXPECT_GE(t_fired[2].tick, t_fired[0].tick + 100);
 }
 
 // Eight threads make their heaps at the same moment and each fires exactly

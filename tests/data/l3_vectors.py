@@ -7,6 +7,13 @@ Lines, one case each:
   valid <address text> <prefix, or -1 when it is no mask>
   net <address>/<prefix or mask text> <low> <high>
   trim <low-high,...> <low-high,...>   (input ranges, then the folded set)
+  edge<TAB><mask result><TAB><range result><TAB><text>
+  mac<TAB><result><TAB><text>
+
+The edge and mac lines are written out by hand below: texts at the edges of
+the composite and MAC grammars with the library's result codes, each
+followed by what the call stored (the mask, the range, the six bytes, with
+ee for bytes it left alone).
 
 IPv6 addresses that begin ff:bf are left out: the library's record cannot
 hold them. The seed is fixed, so the file only changes with this script.
@@ -120,11 +127,40 @@ def trims(out):
         out.append(f"trim {text(ranges)} {text(folded)}")
 
 
+LONG = "10.1.2.3/24" + " " * 116  # 127 bytes fit; 128 do not
+TOP6 = "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff"
+EDGES = [
+    (LONG, "0 255.255.255.0", "3 10.1.2.0-10.1.2.255"), (LONG + " ", "-2", "-1"),
+    ("::1/128", "0 " + TOP6, "4 ::1-::1"), (" 10.1.2.3 / 32 ", "0 255.255.255.255", "3 10.1.2.3-10.1.2.3"),
+    ("10.1.2.3", "-1", "1 10.1.2.3-10.1.2.3"), (" ::1 ", "-1", "2 ::1-::1"),
+    ("nonsense/255.255.0.0", "0 255.255.0.0", "-8"), ("10.1.2.3/1.2.3", "-2", "-8"),
+    ("10.1.2.3/ffff::", "0 ffff::", "-9"), ("10.1.2.3/255.0.255.0", "-2", "-10"), ("1.2.3.4-1.2.3.5/24", "-3", "-7"),
+    ("10.1.2.3/33", "-4", "-6"), ("10.1.2.3/-1", "-4", "-6"), ("10.1.2.3/2x", "-4", "-6"), ("nonsense/x", "-4", "-6"),
+    ("10.1.2.3/4294967297", "-4", "-6"), ("::1/129", "-6", "-6"), ("", "-1", "-3"), ("x-1.2.3.4", "-1", "-3"),
+    # A high end in the FF BF block cannot be held; the next shorter prefix can.
+    ("ff9f::/10", "0 ffc0::", "-6"), ("ffbe::1/15", "0 fffe::", "-6"), ("ff80::/ffc0::", "0 ffc0::", "-10"),
+    ("ff80::/9", "0 ff80::", "4 ff80::-" + TOP6),
+    ("1.2.3.4-x", "-1", "-3"), ("1.2.3.4-::1", "-1", "-4"), ("1.2.3.4-1.2.3.1", "-1", "-5"),
+]
+MACS = [
+    ("00:1A:2b:3c:4D:5e", "0 001a2b3c4d5e"), ("00-1a-2b-3c-4d-5exyz", "0 001a2b3c4d5e"), ("", "-1 eeeeeeeeeeee"),
+    ("00:1a-2b:3c:4d:5e", "-1 001aeeeeeeee"), ("001a2b3c4d5e", "-1 00eeeeeeeeee"), ("0:1:2:3:4:5", "-1 eeeeeeeeeeee"),
+    ("00:1a:2b:3c:4d:", "-1 001a2b3c4dee"), ("00:1a:2b:3c:4d:5", "-1 001a2b3c4dee"),
+    ("00.1a.2b.3c.4d.5e", "-1 00eeeeeeeeee"), ("00::1a:2b:3c:4d", "-1 00eeeeeeeeee"),
+]
+
+
+def edges(out):
+    out += [f"edge\t{mask}\t{rng_}\t{text}" for text, mask, rng_ in EDGES]
+    out += [f"mac\t{want}\t{text}" for text, want in MACS]
+
+
 def main():
     out = ["# made by l3_vectors.py; run it again rather than edit"]
     masks(out)
     nets(out)
     trims(out)
+    edges(out)
     path = os.path.join(os.path.dirname(os.path.abspath(__file__)), "l3_vectors.txt")
     with open(path, "w", newline="\n") as f:
         f.write("\n".join(out) + "\n")

@@ -91,10 +91,7 @@ TEST(Clock, RandomNumberIsSeededByTheTickAtEachCall) {
     const DWORD tick = ::GetTickCount();
     const int32_t a = ruvo_rand_by_time(), b = ruvo_rand_by_time();
     std::srand(tick);
-    const int expected = std::rand();
-    if (::GetTickCount() != tick) continue;
-    EXPECT_TRUE(a == expected && b == expected) << a << " " << b << " " << expected;
-    ++agreed;
+    if (::GetTickCount() == tick) agreed += a == std::rand() && b == a ? 1 : 100;
   }
   EXPECT_EQ(agreed, 3);
 }

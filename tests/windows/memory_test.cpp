@@ -1,7 +1,6 @@
 // Tagged heaps and page blocks on real Win32 heaps and mappings. The count
-// tables are read back through their names, as another process would, and
-// once from a child process. Each case runs in a fresh process, so the
-// tables start empty.
+// tables are read back through their names, as another process would. Each
+// case runs in a fresh process, so the tables start empty.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -9,12 +8,10 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "../../bin/libkelbase/memory_impl.hpp"
 #include "ruvo/base/memory.h"
-#include "support/support.hpp"
 
 namespace {
 
@@ -27,9 +24,9 @@ constexpr char kTags[] = "505D-3E7A-BB52-2E5690CDA177";
 // A read-only view of one of a process's count tables, opened by name.
 class table_view {
  public:
-  explicit table_view(const char *suffix, DWORD pid = ::GetCurrentProcessId()) {
+  explicit table_view(const char *suffix) {
     char name[64];
-    std::snprintf(name, sizeof name, "Local\\{%08x-%s}", static_cast<unsigned>(pid), suffix);
+    std::snprintf(name, sizeof name, "Local\\{%08x-%s}", static_cast<unsigned>(::GetCurrentProcessId()), suffix);
     mapping_ = ::OpenFileMappingA(FILE_MAP_READ, FALSE, name);
     if (mapping_ != nullptr) view_ = static_cast<const uint32_t *>(::MapViewOfFile(mapping_, FILE_MAP_READ, 0, 0, 0));
   }
@@ -146,48 +143,6 @@ TEST(TaggedHeap, TheTwoHundredFiftySixthNamedHeapFallsBackToTheProcessHeap) {
   EXPECT_NE(::HeapValidate(::GetProcessHeap(), 0, nullptr), 0);
   for (auto *heap : heaps) ruvo_heap_mem_destroy(heap);
   EXPECT_EQ(table({0})[0], 0u);
-}
-
-TEST(TaggedHeap, CountsHoldUnderConcurrentThreads) {
-  ruvo_heap_mem_st *heap = nullptr;
-  ASSERT_EQ(ruvo_heap_mem_init(kFlok, &heap), RUVO_OK);
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 8; ++t) {
-    threads.emplace_back([heap, t] {
-      for (int i = 0; i < 2000; ++i) {
-        void *block = ruvo_heap_mem_alloc(i % 2 ? heap : nullptr, 100 + (i % 5), 16 + t);
-        ruvo_heap_mem_free(i % 2 ? heap : nullptr, block, 100 + (i % 5));
-      }
-    });
-  }
-  for (auto &th : threads) th.join();
-  table_view heaps(kHeaps), tags(kTags);
-  EXPECT_EQ(heaps({0})[1], 0u);
-  for (uint32_t tag = 100; tag < 105; ++tag) EXPECT_EQ(tags({heap_mem_tag_index(tag)}), (Words{tag, 0}));
-  ruvo_heap_mem_destroy(heap);
-}
-
-// The child opens the parent's tables by name and prints what it reads.
-int read_parent_tables(const std::vector<std::string> &args) {
-  const DWORD pid = static_cast<DWORD>(std::stoul(args.at(0)));
-  table_view heaps(kHeaps, pid), tags(kTags, pid);
-  if (!heaps.open() || !tags.open()) return 2;
-  const Words seen = heaps({0}), tag = tags({258});
-  std::printf("%u %u %u %u", seen[0], seen[1], tag[0], tag[1]);
-  return 0;
-}
-const bool registered = ruvo_test::register_child("read-tables", &read_parent_tables);
-
-TEST(TaggedHeap, AnotherProcessReadsTheCountsByName) {
-  ruvo_heap_mem_st *heap = nullptr;
-  ASSERT_EQ(ruvo_heap_mem_init(0x1234, &heap), RUVO_OK);
-  std::vector<void *> blocks;
-  for (int i = 0; i < 3; ++i) blocks.push_back(ruvo_heap_mem_alloc(heap, kFlok, 10));
-  std::string out;
-  ASSERT_EQ(ruvo_test::run_child("read-tables", {std::to_string(::GetCurrentProcessId())}, &out), 0);
-  EXPECT_EQ(out, "4660 3 " + std::to_string(kFlok) + " 3");  // 0x1234
-  for (void *b : blocks) ruvo_heap_mem_free(heap, b, kFlok);
-  ruvo_heap_mem_destroy(heap);
 }
 
 uint64_t stored_size(void *block) { return static_cast<uint64_t *>(block)[-1]; }
