@@ -110,4 +110,26 @@ TEST(VectorSort, RandomDataSortsToAPermutationInKeyOrder) {
   }
 }
 
+// Inputs that defeat a first-item or median-of-three pivot (sorted,
+// reverse, organ-pipe, all equal, alternating) stay within a small multiple
+// of n log2 n comparisons, where a quadratic sort needs n^2 / 2: the only
+// check that the heap-sort fallback is there.
+TEST(VectorSort, AdversarialInputsStayNLogN) {
+  constexpr uintptr_t n = 100000;
+  for (int shape = 0; shape < 5; ++shape) {
+    ruvo_vector_st *v = nullptr;
+    ASSERT_EQ(ruvo_vector_create(&v, n), RUVO_OK);
+    for (uintptr_t k = 0; k < n; ++k) {
+      const uintptr_t keys[] = {k, n - k, k < n / 2 ? k : n - k, 7, k % 2 ? n + k : k};
+      ASSERT_EQ(ruvo_vector_push_back(v, reinterpret_cast<void *>(keys[shape] << 8 | 1)), RUVO_OK);
+    }
+    g_compares = 0;
+    ASSERT_EQ(ruvo_vector_qsort(v, by_key), RUVO_OK);
+    const std::vector<uintptr_t> got = items(v);
+    EXPECT_TRUE(std::is_sorted(got.begin(), got.end())) << "shape " << shape;
+    EXPECT_LT(g_compares, int64_t(4 * n * 17)) << "shape " << shape;
+    ruvo_vector_destroy(v);
+  }
+}
+
 }  // namespace
