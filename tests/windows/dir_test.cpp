@@ -252,4 +252,27 @@ TEST_F(Dir, WildcardMatchesTheReferenceGlob) {
   EXPECT_TRUE(expand(root_ + "/Zeta/empty/~", &rc).empty() && rc == 0);
 }
 
+// The current, home and temporary directories read back what the platform
+// says, in UTF-8 and at the exact size; setting the current directory takes
+// a relative path.
+TEST(DirPlaces, CurrentHomeAndTemporaryAgreeWithThePlatform) {
+  wchar_t w[MAX_PATH];
+  char buf[MAX_PATH * 3];
+  ASSERT_GT(::GetTempPathW(MAX_PATH, w), 0u);
+  const std::string temp = utf8(w);
+  EXPECT_EQ(ruvo_temporary_dir(buf, temp.size() + 1), temp.size());
+  EXPECT_EQ(buf, temp);
+  EXPECT_EQ(ruvo_temporary_dir(buf, temp.size()), 0u);
+  const size_t home = ruvo_home_dir(buf, sizeof buf);
+  EXPECT_TRUE(home > 0 && ::GetFileAttributesW(wide(buf).c_str()) & FILE_ATTRIBUTE_DIRECTORY) << buf;
+  ASSERT_EQ(ruvo_current_dir_set(temp.c_str()), 1);
+  ::CreateDirectoryW((wide(temp) + L"ruvo-cd-\u00e9").c_str(), nullptr);
+  ASSERT_EQ(ruvo_current_dir_set("ruvo-cd-\xC3\xA9"), 1);
+  ASSERT_EQ(ruvo_current_dir_get(buf, sizeof buf), temp.size() + 10);
+  EXPECT_EQ(buf, temp + "ruvo-cd-\xC3\xA9");
+  EXPECT_EQ(ruvo_current_dir_get(buf, temp.size() + 10), 0u);  // no room for the terminator
+  ASSERT_EQ(ruvo_current_dir_set(".."), 1);
+  ::RemoveDirectoryW((wide(temp) + L"ruvo-cd-\u00e9").c_str());
+}
+
 }  // namespace
