@@ -176,10 +176,9 @@ TEST(StrUtilSplit, SplitTrimAndHexAgreeWithReference) {
 // size 0; strncat appends all of the source or nothing; the case changes go
 // byte by byte as the C library's.
 TEST(StrUtilBounded, FormatAndCopiesCutTerminateAndNeverPassTheSize) {
-  auto image = [](const std::string &head, size_t size) {  // head, then '#' up to size
-    std::vector<char> v(head.begin(), head.end());
-    v.resize(size, '#');
-    return v;
+  auto image = [](std::string head, size_t size) {  // head, then '#' up to size
+    head.resize(size, '#');
+    return std::vector<char>(head.begin(), head.end());
   };
   for (int i = 0; i < 5000; ++i) {
     const int number = pick(-100000, 100000);

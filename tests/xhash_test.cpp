@@ -51,7 +51,7 @@ int32_t record(const void *k, int32_t n, void *, void *arg) {
 }
 
 // Size steps: slots and the count at which the table grows.
-constexpr uint32_t kRows[][2] = {{8, 24},       {16, 64},       {64, 256},           {256, 1024},
+constexpr uint32_t kRows[][2] = {{8, 24},      {16, 64},       {64, 256}, {256, 1024},
                                  {2048, 10240}, {16384, 81920}, {262144, 0x7FFFFFFF}};
 
 TEST(Xhash, RandomOperationsMatchUnorderedMapThroughEveryGrowth) {
@@ -104,9 +104,8 @@ TEST(Xhash, RandomOperationsMatchUnorderedMapThroughEveryGrowth) {
 
 TEST(Xhash, SetNslotGoesToTheNextStepOrAPowerOfTwoAndNeverShrinks) {
   constexpr uint32_t kMax = 0x7FFFFFFF;  // no more growth
-  const uint32_t cases[][3] = {{4, 16, 64},         {10, 16, 64},          {16, 64, 256},
-                               {300, 2048, 10240},  {16383, 16384, 81920}, {16384, 16384, kMax},
-                               {20000, 32768, kMax}};
+  const uint32_t cases[][3] = {{4, 16, 64}, {10, 16, 64}, {16, 64, 256}, {300, 2048, 10240},
+                               {16383, 16384, 81920}, {16384, 16384, kMax}, {20000, 32768, kMax}};
   for (const auto &c : cases) {
     ruvo_xhash_st *t = ruvo_xhash_create(nullptr, nullptr);
     for (int i = 0; i < 30; ++i) put(t, std::to_string(i), 1);  // 16 slots now
@@ -121,28 +120,47 @@ TEST(Xhash, SetNslotGoesToTheNextStepOrAPowerOfTwoAndNeverShrinks) {
   }
 }
 
+// A set whose hash and compare fold case: "a" and "A" are one key, found
+// by the caller's compare rather than by the bytes.
+uint32_t blind_hash(const void *k, int32_t n) {
+  uint32_t h = 0;
+  for (int32_t i = 0; i < n; ++i) h = h * 31 + (static_cast<const uint8_t *>(k)[i] | 0x20);
+  return h;
+}
+int32_t blind_compare(const void *a, int32_t an, const void *b, int32_t bn) {
+  for (int32_t i = 0; an == bn && i < an; ++i)
+    if ((static_cast<const uint8_t *>(a)[i] | 0x20) != (static_cast<const uint8_t *>(b)[i] | 0x20)) return 1;
+  return an != bn;
+}
+
+// Copied and referred-to keys, bad arguments, and the hash set over the same calls.
 TEST(Xhash, KeysAreCopiedOrReferredToAndBadArgumentsAreRefused) {
   ruvo_xhash_st *copy = ruvo_xhash_create(nullptr, nullptr), *none = nullptr;
   ruvo_xhash_st *ref = ruvo_xhash_create2(nullptr, nullptr, nullptr, RUVO_XHASH_KEY_REF);
+  ruvo_xhash_st *set = ruvo_hash_set_init(blind_hash, blind_compare);
   char first[] = "same", second[] = "same";
   for (ruvo_xhash_st *t : {copy, ref, none}) {
     for (char *k : {first, second, static_cast<char *>(nullptr)}) ruvo_xhash_insert(t, k, 4, k);
     ruvo_xhash_insert(t, "abc", -1, nullptr);
     ruvo_xhash_insert(t, "", 0, nullptr);  // the empty key is a key
   }
+  for (const char *k : {"a", "A", "ab"}) ruvo_hash_set_insert(set, k, len(k));
   EXPECT_EQ(ruvo_xhash_first(ref)->key, second);
   EXPECT_NE(ruvo_xhash_first(copy)->key, first);
   first[0] = 'x';  // only the key-ref table could still see this buffer
   void *a = nullptr, *b = nullptr;
-  EXPECT_EQ(
-      (std::vector<int64_t>{
-          ruvo_xhash_search(copy, "same", 4, &a), ruvo_xhash_search(ref, "same", 4, &b),
-          ruvo_xhash_search(copy, "xame", 4, nullptr), ruvo_xhash_search(copy, "abc", -1, nullptr),
-          ruvo_xhash_search(none, "a", 1, nullptr), ruvo_xhash_count(copy), ruvo_xhash_count(ref),
-          ruvo_xhash_count(none)}),
-      (std::vector<int64_t>{0, 0, -1, -1, -1, 2, 2, 0}));
+  const std::vector<int64_t> got = {
+      ruvo_xhash_search(copy, "same", 4, &a), ruvo_xhash_search(ref, "same", 4, &b),
+      ruvo_xhash_search(copy, "xame", 4, nullptr), ruvo_xhash_search(copy, "abc", -1, nullptr),
+      ruvo_xhash_search(none, "a", 1, nullptr), ruvo_xhash_count(copy), ruvo_xhash_count(ref), ruvo_xhash_count(none),
+      ruvo_hash_set_size(set), ruvo_hash_set_maxn(set), ruvo_hash_set_find(set, "AB", 2),
+      ruvo_hash_set_find(set, "b", 1), ruvo_hash_set_remove(set, "b", 1), ruvo_hash_set_remove(set, "a", 1)};
+  EXPECT_EQ(got, (std::vector<int64_t>{0, 0, -1, -1, -1, 2, 2, 0, 2, 24, 1, 0, 0, 1}));
   EXPECT_EQ((std::vector<void *>{a, b}), (std::vector<void *>{second, second}));
   EXPECT_EQ(joined(copy), "same");  // and "" hashed to the start value
+  ruvo_hash_set_clear(set);
+  EXPECT_EQ(ruvo_hash_set_size(set), 0u);
+  ruvo_hash_set_unit(set);
   for (ruvo_xhash_st *t : {copy, ref, none}) ruvo_xhash_destroy(t);
 }
 
@@ -171,32 +189,6 @@ TEST(Xhash, PartialWalksWrapAroundButNoRepeatMakesOnePass) {
   ruvo_xhash_cookie_destroy(wrap);
   ruvo_xhash_cookie_destroy(once);
   ruvo_xhash_destroy(t);
-}
-
-// A set whose hash and compare fold case: "a" and "A" are one key, found
-// by the caller's compare rather than by the bytes.
-uint32_t blind_hash(const void *k, int32_t n) {
-  uint32_t h = 0;
-  for (int32_t i = 0; i < n; ++i) h = h * 31 + (static_cast<const uint8_t *>(k)[i] | 0x20);
-  return h;
-}
-int32_t blind_compare(const void *a, int32_t an, const void *b, int32_t bn) {
-  for (int32_t i = 0; an == bn && i < an; ++i)
-    if ((static_cast<const uint8_t *>(a)[i] | 0x20) != (static_cast<const uint8_t *>(b)[i] | 0x20)) return 1;
-  return an != bn;
-}
-
-TEST(Xhash, HashSetKeepsEachKeyOnce) {
-  ruvo_xhash_st *s = ruvo_hash_set_init(blind_hash, blind_compare);
-  for (const char *k : {"a", "A", "ab"}) ruvo_hash_set_insert(s, k, len(k));
-  EXPECT_EQ(
-      (std::vector<int64_t>{ruvo_hash_set_size(s), ruvo_hash_set_maxn(s),
-                            ruvo_hash_set_find(s, "AB", 2), ruvo_hash_set_find(s, "b", 1),
-                            ruvo_hash_set_remove(s, "b", 1), ruvo_hash_set_remove(s, "a", 1)}),
-      (std::vector<int64_t>{2, 24, 1, 0, 0, 1}));
-  ruvo_hash_set_clear(s);
-  EXPECT_EQ(ruvo_hash_set_size(s), 0u);
-  ruvo_hash_set_unit(s);
 }
 
 }  // namespace

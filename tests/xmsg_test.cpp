@@ -21,15 +21,10 @@ uint32_t ref_hash(const uint8_t *p, size_t n) {
   for (size_t i = 0; i < n; ++i) h = h * 33 + p[i];
   return h;
 }
-void put32(uint8_t *p, size_t v) {
-  for (int i = 0; i < 4; ++i) p[i] = static_cast<uint8_t>(v >> (8 * i));
-}
+void put32(uint8_t *p, size_t v) { for (int i = 0; i < 4; ++i) p[i] = static_cast<uint8_t>(v >> (8 * i)); }
 std::string str(const void *p, size_t n) { return std::string(static_cast<const char *>(p), n); }
 
-struct element {
-  std::string key, value;
-  bool deleted = false;
-};
+struct element { std::string key, value; bool deleted = false; };
 
 struct model {
   std::string creator;
@@ -57,7 +52,7 @@ struct model {
   }
 };
 
-bytes pack(const ruvo_xmsg_st *msg) {
+bytes pack(const ruvo_xmsg_st *msg) {  // exactly the size it says it needs
   bytes out(ruvo_xmsg_pack_size(msg));
   EXPECT_EQ(ruvo_xmsg_pack(msg, out.data(), static_cast<uint32_t>(out.size())), static_cast<int64_t>(out.size()));
   return out;
