@@ -9,6 +9,7 @@
 
 #include "internal/fault.hpp"
 #include "internal/platform.hpp"
+#include "string_impl.hpp"
 
 namespace {
 
@@ -43,11 +44,7 @@ struct from_wide_t {
   static int run(unsigned cp, const from *src, to *dst, int cap) noexcept {
     return ruvo::sys::from_wide(cp, src, dst, cap);
   }
-  static size_t most(const from *src) noexcept {
-    size_t n = 0;
-    while (src[n] != 0) ++n;
-    return 3 * n + 1;
-  }
+  static size_t most(const from *src) noexcept { return 3 * ruvo::detail::len_t(src) + 1; }
 };
 
 // A zeroed process-heap block; the white-box tests can make it fail.

@@ -9,6 +9,7 @@
 
 #include "ruvo/base/dir.h"
 #include "ruvo/base/string.h"
+#include "string_impl.hpp"
 
 namespace {
 
@@ -30,13 +31,6 @@ constexpr bool is_letter(char c) noexcept {
 
 // A letter and ':'; reads the second byte only behind a letter.
 constexpr bool has_drive(const char *p) noexcept { return is_letter(p[0]) && p[1] == ':'; }
-
-template <class C>
-size_t length(const C *s) noexcept {
-  size_t n = 0;
-  while (s[n] != C(0)) ++n;
-  return n;
-}
 
 template <class C>
 uint32_t format_t(C *path) noexcept {
@@ -120,7 +114,7 @@ template <class C>
 const C *directory_t(const C *path, C *out, size_t cap) noexcept {
   static constexpr C dot[] = {C('.'), C(0)};
   if (path == nullptr || out == nullptr || cap == 0) return nullptr;
-  size_t end = length(path);
+  size_t end = ruvo::detail::len_t(path);
   while (end > 0 && !is_sep(path[end - 1])) --end;
   if (end == 0) return dot;
   const size_t n = end - 1;  // the part before the separator

@@ -6,6 +6,7 @@
 
 #include "internal/platform.hpp"
 #include "internal/utf.hpp"
+#include "string_impl.hpp"
 
 namespace ruvo::sys {
 namespace {
@@ -33,9 +34,7 @@ bool bad_arguments(const void *src, const void *dst, int cap) noexcept {
 // no byte and becomes '?'.
 template <class From, class To>
 size_t latin1(const From *src, To *dst, size_t cap) noexcept {
-  size_t n = 0;
-  while (src[n] != 0) ++n;
-  ++n;
+  const size_t n = detail::len_t(src) + 1;
   if (dst == nullptr) return n;
   if (n > cap) return utf::npos;
   for (size_t i = 0; i < n; ++i) {

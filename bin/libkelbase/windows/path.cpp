@@ -63,18 +63,13 @@ uint32_t del_file(const wchar_t *path) noexcept {
   return ::DeleteFileW(path) ? RUVO_OK : failure();
 }
 
-template <converter Convert>
-int is_exist_narrow(const char *path) noexcept {
+// A yes/no question on a narrow path: no for an empty one or one that does
+// not convert.
+template <converter Convert, int (*Ask)(const wchar_t *)>
+int ask_narrow(const char *path) noexcept {
   if (empty(path)) return 0;
   const wide_arg wide(path, Convert);
-  return wide.get() != nullptr && is_exist(wide.get());
-}
-
-template <converter Convert>
-int is_dir_narrow(const char *path) noexcept {
-  if (empty(path)) return 0;
-  const wide_arg wide(path, Convert);
-  return wide.get() != nullptr && is_dir(wide.get());
+  return wide.get() != nullptr && Ask(wide.get());
 }
 
 template <converter Convert>
@@ -122,20 +117,20 @@ RUVO_API wchar_t *ruvo_path_absolute_w(const wchar_t *path, wchar_t *out, size_t
 }
 
 RUVO_API int ruvo_path_is_exist_a(const char *path) noexcept {
-  return is_exist_narrow<ruvo_str_ansi_to_unicode>(path);
+  return ask_narrow<ruvo_str_ansi_to_unicode, is_exist>(path);
 }
 RUVO_API int ruvo_path_is_exist_u(const char *path) noexcept {
-  return is_exist_narrow<ruvo_str_utf8_to_unicode>(path);
+  return ask_narrow<ruvo_str_utf8_to_unicode, is_exist>(path);
 }
 RUVO_API int ruvo_path_is_exist_w(const wchar_t *path) noexcept {
   return empty(path) ? 0 : is_exist(path);
 }
 
 RUVO_API int ruvo_path_is_dir_a(const char *path) noexcept {
-  return is_dir_narrow<ruvo_str_ansi_to_unicode>(path);
+  return ask_narrow<ruvo_str_ansi_to_unicode, is_dir>(path);
 }
 RUVO_API int ruvo_path_is_dir_u(const char *path) noexcept {
-  return is_dir_narrow<ruvo_str_utf8_to_unicode>(path);
+  return ask_narrow<ruvo_str_utf8_to_unicode, is_dir>(path);
 }
 RUVO_API int ruvo_path_is_dir_w(const wchar_t *path) noexcept {
   return empty(path) ? 0 : is_dir(path);
