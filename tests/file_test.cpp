@@ -115,7 +115,7 @@ TEST_F(File, OpenRenameSizeFlushUnlink) {
 
   FILE *f = ruvo_file_open(target.c_str(), "ab");
   ASSERT_NE(f, nullptr);
-  EXPECT_EQ(std::fputs("z", f), 1);
+  EXPECT_NE(std::fputs("z", f), EOF);
   ruvo_file_close(f);
   ruvo_file_close(nullptr);
   EXPECT_EQ(ruvo_file_size(target.c_str()), 3u);

@@ -214,8 +214,9 @@ void show_paths_and_directories() {
     std::fputs("service started\n", f);
     ruvo_file_close(f);
   }
-  std::printf("  copy app-1.log into archive/2026-11 (missing): %d, %llu bytes\n",
-              ruvo_file_copy(live, archived), static_cast<unsigned long long>(ruvo_file_size(archived)));
+  const int32_t copied = ruvo_file_copy(live, archived);
+  std::printf("  copy app-1.log into archive/2026-11 (missing): %d, %llu bytes\n", copied,
+              static_cast<unsigned long long>(ruvo_file_size(archived)));
   if (ruvo_file_sha256_str(archived, hex, sizeof hex) == 0)
     std::printf("  sha256 %s, same as the live file: %s\n", hex,
                 ruvo_file_compare_by_sha256(live, archived) == 0 ? "yes" : "no");
