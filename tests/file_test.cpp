@@ -126,6 +126,23 @@ TEST_F(File, OpenRenameSizeFlushUnlink) {
   EXPECT_EQ(ruvo_file_flush(target.c_str()), -634);
 }
 
+// The UTF-16 twins on a path of ASCII, so that the same units name the same
+// file in both builds.
+TEST_F(File, WideTwins) {
+  const auto wide = [](const std::string &s) { return std::basic_string<ruvo_wchar_t>(s.begin(), s.end()); };
+  const auto src = wide(put("w1", "wide")), dst = wide(path("w/w2")), mode = wide("rb");
+  EXPECT_EQ(ruvo_file_flush_w(src.c_str()), 0);
+  EXPECT_EQ(ruvo_file_rename_w(src.c_str(), nullptr), -1);
+  EXPECT_EQ(ruvo_file_rename_w(nullptr, dst.c_str()), -1);
+  EXPECT_EQ(ruvo_file_rename_w(src.c_str(), dst.c_str()), 0);
+  EXPECT_EQ(ruvo_file_size_w(dst.c_str()), 4u);
+  FILE *f = ruvo_file_open_w(dst.c_str(), mode.c_str());
+  ASSERT_NE(f, nullptr);
+  ruvo_file_close(f);
+  EXPECT_EQ(ruvo_file_unlink_w(dst.c_str()), 0);
+  EXPECT_EQ(ruvo_file_size_w(dst.c_str()), 0u);
+}
+
 TEST_F(File, NullAndEmptyArguments) {
   const std::string p = put("x", "x");
   EXPECT_EQ(ruvo_file_open(nullptr, "rb"), nullptr);
