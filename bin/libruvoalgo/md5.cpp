@@ -8,6 +8,10 @@
 #include "bytes.hpp"
 #include "ruvo/algo/algo.h"
 
+// Callers print the first six words as the state and the bit count.
+static_assert(offsetof(ruvo_md5_ctx, state) == 0 && offsetof(ruvo_md5_ctx, count) == 16 &&
+              offsetof(ruvo_md5_ctx, buffer) == 24);
+
 namespace {
 
 using ruvo::algo::load_le32;
