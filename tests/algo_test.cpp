@@ -175,8 +175,25 @@ TEST(AlgoDes, DecryptUndoesEncryptForRandomKeys) {
   }
 }
 
+// The CPU's flags as Linux reports them; empty when there is no such file.
+std::string cpu_flags() {
+  std::ifstream in("/proc/cpuinfo");
+  for (std::string line; std::getline(in, line);) {
+    if (line.rfind("flags", 0) == 0) return line + " ";
+  }
+  return "";
+}
+
 TEST(AlgoSha256Paths, ShaniAndPortableGiveTheSameDigests) {
   using ruvo::algo::sha256_path;
+  const std::string flags = cpu_flags();
+  if (!flags.empty()) {
+    const bool has = flags.find(" sha_ni ") != std::string::npos && flags.find(" sse4_1 ") != std::string::npos;
+    EXPECT_EQ(ruvo::algo::sha256_shani_supported(), has) << flags;
+  }
+  EXPECT_EQ(ruvo::algo::sha256_active(),
+            ruvo::algo::sha256_shani_supported() ? sha256_path::shani : sha256_path::portable);
+
   std::mt19937 rng(3);
   std::vector<bytes> inputs;
   for (int i = 0; i < 100; ++i) {
@@ -184,19 +201,23 @@ TEST(AlgoSha256Paths, ShaniAndPortableGiveTheSameDigests) {
     for (auto &b : inputs.back()) b = static_cast<uint8_t>(rng());
   }
   ASSERT_TRUE(ruvo::algo::sha256_force(sha256_path::portable));
+  EXPECT_EQ(ruvo::algo::sha256_active(), sha256_path::portable);
   std::vector<std::string> portable;
   for (const auto &in : inputs) portable.push_back(sha256(in));
   EXPECT_EQ(sha256(bytes{'a', 'b', 'c'}), kPublished[1].want);
 
   if (!ruvo::algo::sha256_shani_supported()) {
     EXPECT_FALSE(ruvo::algo::sha256_force(sha256_path::shani));
+    EXPECT_EQ(ruvo::algo::sha256_active(), sha256_path::portable);
     GTEST_SKIP() << "this CPU has no SHA extensions (no sha_ni in /proc/cpuinfo): "
                     "the SHA-NI half is not compared";
   }
   ASSERT_TRUE(ruvo::algo::sha256_force(sha256_path::shani));
+  EXPECT_EQ(ruvo::algo::sha256_active(), sha256_path::shani);
   for (size_t i = 0; i < inputs.size(); ++i) EXPECT_EQ(sha256(inputs[i]), portable[i]) << i;
+  ASSERT_TRUE(ruvo::algo::sha256_force(sha256_path::portable));
   EXPECT_TRUE(ruvo::algo::sha256_force(sha256_path::automatic));
-  EXPECT_EQ(sha256(inputs[0]), portable[0]);
+  EXPECT_EQ(ruvo::algo::sha256_active(), sha256_path::shani);
 }
 
 TEST(AlgoArgs, NullAndEmptyInputs) {

@@ -8,22 +8,33 @@
 #include "bytes.hpp"
 #include "ruvo/algo/algo.h"
 
+// Callers print the first six words as the state and the bit count.
+static_assert(offsetof(ruvo_md5_ctx, state) == 0 && offsetof(ruvo_md5_ctx, count) == 16 &&
+              offsetof(ruvo_md5_ctx, buffer) == 24);
+
 namespace {
 
 using ruvo::algo::load_le32;
 using ruvo::algo::rotl;
 using ruvo::algo::store_le32;
 
-// The round functions; F and G in forms with one operation fewer than the
-// RFC's, with the same truth tables.
-inline uint32_t F(uint32_t x, uint32_t y, uint32_t z) { return z ^ (x & (y ^ z)); }
-inline uint32_t G(uint32_t x, uint32_t y, uint32_t z) { return y ^ (z & (x ^ y)); }
-inline uint32_t H(uint32_t x, uint32_t y, uint32_t z) { return x ^ y ^ z; }
-inline uint32_t I(uint32_t x, uint32_t y, uint32_t z) { return y ^ (x | ~z); }
+// The round functions take the word that the previous step just made (b of
+// the step) as their first argument and use it last, so that the rest is
+// worked out while that step is still running. F has one operation fewer
+// than the RFC's form, with the same truth table.
+inline uint32_t F(uint32_t b, uint32_t c, uint32_t d) { return d ^ (b & (c ^ d)); }
+inline uint32_t H(uint32_t b, uint32_t c, uint32_t d) { return b ^ (c ^ d); }
+inline uint32_t I(uint32_t b, uint32_t c, uint32_t d) { return c ^ (b | ~d); }
 
 template <uint32_t (*Fn)(uint32_t, uint32_t, uint32_t)>
 inline void step(uint32_t &a, uint32_t b, uint32_t c, uint32_t d, uint32_t x, uint32_t t, int s) {
-  a = b + rotl(a + Fn(b, c, d) + x + t, s);
+  a = b + rotl((a + x + t) + Fn(b, c, d), s);
+}
+
+// The G steps: G(b, c, d) = (b & d) | (c & ~d), whose two terms share no bit,
+// so they are added one at a time and only the second waits for b.
+inline void step_g(uint32_t &a, uint32_t b, uint32_t c, uint32_t d, uint32_t x, uint32_t t, int s) {
+  a = b + rotl((a + x + t + (c & ~d)) + (b & d), s);
 }
 
 void compress(uint32_t state[4], const uint8_t *block) {
@@ -40,14 +51,14 @@ void compress(uint32_t state[4], const uint8_t *block) {
   step<F>(a, b, c, d, x[12], 0x6b901122, 7);   step<F>(d, a, b, c, x[13], 0xfd987193, 12);
   step<F>(c, d, a, b, x[14], 0xa679438e, 17);  step<F>(b, c, d, a, x[15], 0x49b40821, 22);
 
-  step<G>(a, b, c, d, x[1], 0xf61e2562, 5);    step<G>(d, a, b, c, x[6], 0xc040b340, 9);
-  step<G>(c, d, a, b, x[11], 0x265e5a51, 14);  step<G>(b, c, d, a, x[0], 0xe9b6c7aa, 20);
-  step<G>(a, b, c, d, x[5], 0xd62f105d, 5);    step<G>(d, a, b, c, x[10], 0x02441453, 9);
-  step<G>(c, d, a, b, x[15], 0xd8a1e681, 14);  step<G>(b, c, d, a, x[4], 0xe7d3fbc8, 20);
-  step<G>(a, b, c, d, x[9], 0x21e1cde6, 5);    step<G>(d, a, b, c, x[14], 0xc33707d6, 9);
-  step<G>(c, d, a, b, x[3], 0xf4d50d87, 14);   step<G>(b, c, d, a, x[8], 0x455a14ed, 20);
-  step<G>(a, b, c, d, x[13], 0xa9e3e905, 5);   step<G>(d, a, b, c, x[2], 0xfcefa3f8, 9);
-  step<G>(c, d, a, b, x[7], 0x676f02d9, 14);   step<G>(b, c, d, a, x[12], 0x8d2a4c8a, 20);
+  step_g(a, b, c, d, x[1], 0xf61e2562, 5);    step_g(d, a, b, c, x[6], 0xc040b340, 9);
+  step_g(c, d, a, b, x[11], 0x265e5a51, 14);  step_g(b, c, d, a, x[0], 0xe9b6c7aa, 20);
+  step_g(a, b, c, d, x[5], 0xd62f105d, 5);    step_g(d, a, b, c, x[10], 0x02441453, 9);
+  step_g(c, d, a, b, x[15], 0xd8a1e681, 14);  step_g(b, c, d, a, x[4], 0xe7d3fbc8, 20);
+  step_g(a, b, c, d, x[9], 0x21e1cde6, 5);    step_g(d, a, b, c, x[14], 0xc33707d6, 9);
+  step_g(c, d, a, b, x[3], 0xf4d50d87, 14);   step_g(b, c, d, a, x[8], 0x455a14ed, 20);
+  step_g(a, b, c, d, x[13], 0xa9e3e905, 5);   step_g(d, a, b, c, x[2], 0xfcefa3f8, 9);
+  step_g(c, d, a, b, x[7], 0x676f02d9, 14);   step_g(b, c, d, a, x[12], 0x8d2a4c8a, 20);
 
   step<H>(a, b, c, d, x[5], 0xfffa3942, 4);    step<H>(d, a, b, c, x[8], 0x8771f681, 11);
   step<H>(c, d, a, b, x[11], 0x6d9d6122, 16);  step<H>(b, c, d, a, x[14], 0xfde5380c, 23);

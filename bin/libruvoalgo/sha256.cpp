@@ -85,12 +85,24 @@ void sha256_blocks_portable(uint32_t state[8], const uint8_t *p, size_t blocks) 
 }
 
 bool sha256_force(sha256_path path) {
-  if (path == sha256_path::shani && !sha256_shani_supported()) return false;
-  chosen.store(path == sha256_path::portable ? sha256_blocks_portable
-               : path == sha256_path::shani  ? sha256_blocks_shani
-                                             : nullptr,
-               std::memory_order_relaxed);
+  sha256_blocks_fn fn = nullptr;  // automatic: decide again at the next digest
+  switch (path) {
+    case sha256_path::portable:
+      fn = sha256_blocks_portable;
+      break;
+    case sha256_path::shani:
+      if (!sha256_shani_supported()) return false;
+      fn = sha256_blocks_shani;
+      break;
+    case sha256_path::automatic:
+      break;
+  }
+  chosen.store(fn, std::memory_order_relaxed);
   return true;
+}
+
+sha256_path sha256_active() {
+  return block_function() == sha256_blocks_shani ? sha256_path::shani : sha256_path::portable;
 }
 
 }  // namespace ruvo::algo

@@ -17,7 +17,7 @@ extern const uint32_t kSha256Round[64];  // the round constants K0..K63
 void sha256_blocks_portable(uint32_t state[8], const uint8_t *p, size_t blocks);
 // Requires: sha256_shani_supported().
 void sha256_blocks_shani(uint32_t state[8], const uint8_t *p, size_t blocks);
-// True when the CPU has the SHA extensions and SSE4.1 (and this is x86-64).
+// True when the CPU has the SHA extensions and SSE4.1.
 bool sha256_shani_supported();
 
 enum class sha256_path { automatic, portable, shani };
@@ -25,5 +25,8 @@ enum class sha256_path { automatic, portable, shani };
 // Makes every later digest of this process take the given path. Returns
 // false, changing nothing, for the SHA-NI path on a CPU without it.
 bool sha256_force(sha256_path path);
+
+// The path the next digest takes (deciding it now if nothing has yet).
+sha256_path sha256_active();
 
 }  // namespace ruvo::algo

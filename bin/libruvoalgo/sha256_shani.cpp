@@ -8,7 +8,9 @@
 
 #include "sha256_dispatch.hpp"
 
-#if defined(__x86_64__)
+#if !defined(__x86_64__)
+#error "the SHA-NI path is x86-64 code; leave this file out of other builds"
+#endif
 
 #include <cpuid.h>
 #include <immintrin.h>
@@ -77,18 +79,3 @@ __attribute__((target("sha,sse4.1"))) void sha256_blocks_shani(uint32_t state[8]
 }
 
 }  // namespace ruvo::algo
-
-#else
-
-namespace ruvo::algo {
-
-bool sha256_shani_supported() { return false; }
-
-// Never chosen: sha256_shani_supported() is false here.
-void sha256_blocks_shani(uint32_t state[8], const uint8_t *p, size_t blocks) {
-  sha256_blocks_portable(state, p, blocks);
-}
-
-}  // namespace ruvo::algo
-
-#endif
