@@ -44,19 +44,15 @@ TEST(Heap, DefaultOrderIsByTheWrappingLow32BitDifferenceAndAFixedHeapRefusesWhen
   ruvo_heap_destroy(nullptr);
 }
 
-TEST(Heap, EqualItemsComeOutByTheSiftRulesNotByInsertion) {
-  // All four tie. Popping the root moves the last item up; the tie between
-  // the children picks the right one, and the moved item sinks below it.
+// Equal items come out by the sift rules, not by insertion: of four ties,
+// popping the root moves the last item up, the tie between the children
+// picks the right one, and the moved item sinks below it. Then a random
+// run that also checks growth: 16 items at first, then doubling.
+TEST(Heap, TiesFollowTheSiftRulesAndRandomPushPopMatchesPriorityQueue) {
   ruvo_heap_st *h = ruvo_heap_create(by_rank, 0);
   for (uintptr_t v : {0x101u, 0x102u, 0x103u, 0x104u}) ruvo_heap_push(h, item(v));
   EXPECT_EQ(drain(h), (std::vector<uintptr_t>{0x101, 0x103, 0x102, 0x104}));
-  ruvo_heap_destroy(h);
-}
-
-// Also checks growth: 16 items at first, then doubling.
-TEST(Heap, RandomPushPopMatchesPriorityQueue) {
   std::mt19937 rng(12345);
-  ruvo_heap_st *h = ruvo_heap_create(by_rank, 0);
   std::priority_queue<uintptr_t> ref;  // ranks only, highest on top
   for (uint32_t step = 0, capacity = 16; step < 30000; ++step) {
     if (step < 20000 && (rng() % 3 != 0 || ref.empty())) {

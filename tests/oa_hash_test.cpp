@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <random>
@@ -118,25 +119,62 @@ std::string psl_lines(const ruvo_oa_hash_st *t) {
   return testing::internal::GetCapturedStdout();
 }
 
-// Three keys at home 6 and one at home 7 fill slots 6, 7, 0 and 1.
-TEST(OaHash, DeletionShiftsBackAcrossTheWrapAndPslLinesFollow) {
+// Keys a and b at home 6 and c at home 7 fill slots 6, 7 and 0. The
+// consistency check sees each kind of damage alone (restored after each);
+// deleting a shifts b and c back across the wrap.
+TEST(OaHash, CheckSeesEachKindOfDamageAndDeletionShiftsBackAcrossTheWrap) {
   Table tab(ruvo_oa_hash_create(count_destroy), ruvo_oa_hash_destroy);
-  const Keys six = keys_with_home(6, 3), keys = {six[0], six[1], six[2], keys_with_home(7, 1)[0]};
-  EXPECT_EQ(psl_lines(tab.get()) + psl_lines(nullptr), "");  // nothing for empty or NULL
-  for (uint64_t i = 0; i < 4; ++i) ASSERT_EQ(ruvo_oa_hash_insert(tab.get(), KEY(keys[i]), i), 0);
-  const auto layout = [&] { return ::testing::PrintToString(slots_of(tab.get(), keys)) + " " + psl_lines(tab.get()); };
-  EXPECT_EQ(layout(), "{ 6, 7, 0, 1 } PSL 0: 4\nPSL 1: 1\nPSL 2: 1\nPSL 3: 2\n");
-  ASSERT_EQ(ruvo_oa_hash_delete(tab.get(), KEY(keys[0])), 0);  // the run moves back over the wrap
-  EXPECT_EQ(layout(), "{ -1, 6, 7, 0 } PSL 0: 5\nPSL 1: 1\nPSL 2: 2\n");
-  ASSERT_EQ(ruvo_oa_hash_delete(tab.get(), KEY(keys[2])), 0);  // slot 0 moves back into 7
-  EXPECT_EQ(layout(), "{ -1, 6, -1, 7 } PSL 0: 6\nPSL 1: 2\n");
-  EXPECT_EQ(oa_hash_check(tab.get()), nullptr);
-  EXPECT_EQ(g_destroyed, (std::map<uint64_t, int>{{0, 1}, {2, 1}}));
+  ruvo_oa_hash_st *t = tab.get();
+  const Keys six = keys_with_home(6, 2), keys = {six[0], six[1], keys_with_home(7, 1)[0]};
+  EXPECT_EQ(psl_lines(t) + psl_lines(nullptr), "");  // nothing for empty or NULL
+  for (uint64_t i = 0; i < 3; ++i) ASSERT_EQ(ruvo_oa_hash_insert(t, KEY(keys[i]), i), 0);
+  const auto layout = [&] { return ::testing::PrintToString(slots_of(t, keys)) + " " + psl_lines(t); };
+  EXPECT_EQ(layout(), "{ 6, 7, 0 } PSL 0: 5\nPSL 1: 1\nPSL 2: 2\n");
+  ruvo_oa_slot_st *s = t->slots;
+  const ruvo_oa_slot_st b = s[7], c = s[0];
+  const std::pair<std::function<void()>, const char *> damages[] = {
+      {[&] { t->values = nullptr; }, "missing arrays"},
+      {[&] { t->size = 4; }, "size is not a power of two >= 8"},
+      {[&] { t->size = 12; }, "size is not a power of two >= 8"},
+      {[&] { t->count = 5; }, "more than half full"},
+      {[&] { t->count = 4; }, "count differs from occupied slots"},
+      {[&] { s[1].key = s[6].key; }, "empty slot keeps a key"},
+      {[&] { s[6].key = nullptr; }, "occupied slot without a key"},
+      {[&] { s[6].key->len = 0; }, "occupied slot without a key"},
+      {[&] { s[6].key->data[s[6].key->len] = 'x'; }, "key copy not terminated"},
+      {[&] { s[6].hash ^= 8; }, "stored hash is wrong"},
+      {[&] { s[6].psl = 2; }, "psl is not the distance from home + 1"},
+      {[&] { s[6] = {0, 0, nullptr}; }, "entry away from home after an empty slot"},
+      // c before b: each psl right for its place, but b at 3 follows c at 1.
+      {[&] {
+         s[7] = {1, c.hash, c.key};
+         s[0] = {3, b.hash, b.key};
+       },
+       "run out of home order"},
+  };
+  for (const auto &[damage, want] : damages) {
+    const ruvo_oa_hash_st record = *t;
+    const std::vector<ruvo_oa_slot_st> slots(s, s + t->size);
+    const uint32_t len = s[6].key->len;
+    damage();
+    const char *err = oa_hash_check(t);
+    EXPECT_EQ(err ? err : "", std::string(want));
+    *t = record;
+    std::copy(slots.begin(), slots.end(), s);
+    s[6].key->len = len;
+    s[6].key->data[len] = '\0';
+  }
+  EXPECT_EQ(oa_hash_check(nullptr), std::string("missing arrays"));
+  ASSERT_EQ(ruvo_oa_hash_delete(t, KEY(keys[0])), 0);
+  EXPECT_EQ(layout(), "{ -1, 6, 7 } PSL 0: 6\nPSL 1: 2\n");
+  EXPECT_EQ(oa_hash_check(t), nullptr);
+  EXPECT_EQ(g_destroyed, (std::map<uint64_t, int>{{0, 1}}));
   // A null table, a null key or a zero length: -1 from each call.
-  for (const auto &[t, key, len] : {std::tuple{tab.get(), "k", 0u}, {tab.get(), nullptr, 1u}, {nullptr, "k", 1u}})
-    EXPECT_EQ(ruvo_oa_hash_insert(t, key, len, 1) + ruvo_oa_hash_delete(t, key, len) + ruvo_oa_hash_search(t, key, len, nullptr), -3);
+  for (const auto &[table, key, len] : {std::tuple{t, "k", 0u}, {t, nullptr, 1u}, {nullptr, "k", 1u}})
+    EXPECT_EQ(ruvo_oa_hash_insert(table, key, len, 1) + ruvo_oa_hash_delete(table, key, len) +
+                  ruvo_oa_hash_search(table, key, len, nullptr), -3);
   EXPECT_EQ(ruvo_oa_hash_count(nullptr) + ruvo_oa_hash_size(nullptr), 0u);
-  ruvo_oa_hash_clear(nullptr), ruvo_oa_hash_destroy(nullptr), ruvo_oa_hash_traverse(tab.get(), nullptr, nullptr);
+  ruvo_oa_hash_clear(nullptr), ruvo_oa_hash_destroy(nullptr), ruvo_oa_hash_traverse(t, nullptr, nullptr);
 }
 
 }  // namespace

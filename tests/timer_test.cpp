@@ -8,6 +8,7 @@
 #include <chrono>
 #include <random>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "ruvo/base/clock.h"
@@ -17,16 +18,13 @@
 namespace {
 
 void sleep_ms(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
+uint64_t tick() { return ruvo_time_get_tick_cout(); }
 
-struct firing {
-  intptr_t id;
-  uint64_t tick;
-};
-thread_local std::vector<firing> t_fired;
-
+// The tag each callback was given, and the tick it ran at.
+thread_local std::vector<std::pair<intptr_t, uint64_t>> t_fired;
 int32_t record(ruvo_bstimer_st *timer, void *userdata) {
   EXPECT_EQ(ruvo_bstimer_get_userdata(timer), userdata);
-  t_fired.push_back({reinterpret_cast<intptr_t>(userdata), ruvo_time_get_tick_cout()});
+  t_fired.emplace_back(reinterpret_cast<intptr_t>(userdata), tick());
   return 0;
 }
 void *tag(intptr_t id) { return reinterpret_cast<void *>(id); }
@@ -34,8 +32,7 @@ void *tag(intptr_t id) { return reinterpret_cast<void *>(id); }
 // Polls until `n` timers have been taken or two seconds have gone.
 uint32_t poll_until_taken(uint32_t n) {
   uint32_t taken = 0;
-  for (const uint64_t end = ruvo_time_get_tick_cout() + 2000;
-       taken < n && ruvo_time_get_tick_cout() < end; sleep_ms(1)) {
+  for (const uint64_t end = tick() + 2000; taken < n && tick() < end; sleep_ms(1)) {
     taken += ruvo_bstimer_poll_once();
   }
   return taken;
@@ -54,45 +51,44 @@ TEST(Timer, RandomStartsAndStopsAgreeWithAModel) {
     ruvo_bstimer_st *handle;
     uint64_t low, high;
     bool stopped;
+    int calls;
   };
   std::vector<model_timer> timers;
-  std::vector<int> calls;
   std::mt19937 rng(20261124);
   uint32_t taken = 0;
   for (int step = 0; step < 3000; ++step) {
     const unsigned action = rng() % 10;
-    for (const auto &f : t_fired) ++calls[f.id];  // what the last poll fired
+    for (const auto &f : t_fired) ++timers[f.first].calls;  // what the last poll fired
     t_fired.clear();
     if (action < 5) {
       const uint32_t timeout = rng() % 40;
-      const uint64_t before = ruvo_time_get_tick_cout();
+      const uint64_t before = tick();
       const bool silent = rng() % 8 == 0;
       ruvo_bstimer_st *t = ruvo_bstimer_start(timeout, silent ? nullptr : record, tag(timers.size()));
-      timers.push_back({t, before + timeout, ruvo_time_get_tick_cout() + timeout, silent});
-      calls.push_back(0);
+      timers.push_back({t, before + timeout, tick() + timeout, silent, 0});
     } else if (action < 7 && !timers.empty()) {
       // Only a timer that has neither fired nor been stopped is surely
       // still on the heap, so only such a one may be touched.
-      const size_t i = rng() % timers.size();
-      if (!timers[i].stopped && calls[i] == 0) {
-        ruvo_bstimer_stop(timers[i].handle);
-        timers[i].stopped = true;
+      model_timer &m = timers[rng() % timers.size()];
+      if (!m.stopped && m.calls == 0) {
+        ruvo_bstimer_stop(m.handle);
+        m.stopped = true;
       }
     } else {
       taken += ruvo_bstimer_poll_once();
       for (size_t k = 0; k < t_fired.size(); ++k) {
-        const model_timer &m = timers[t_fired[k].id];
-        EXPECT_FALSE(m.stopped) << t_fired[k].id;
-        EXPECT_GE(t_fired[k].tick, m.low);
-        EXPECT_LE(k == 0 ? 0 : timers[t_fired[k - 1].id].low, m.high);
+        const model_timer &m = timers[t_fired[k].first];
+        EXPECT_FALSE(m.stopped) << t_fired[k].first;
+        EXPECT_GE(t_fired[k].second, m.low);
+        EXPECT_LE(k == 0 ? 0 : timers[t_fired[k - 1].first].low, m.high);
       }
     }
     if (step % 100 == 0) sleep_ms(3);
   }
   taken += poll_until_taken(static_cast<uint32_t>(timers.size()) - taken);
-  for (const auto &f : t_fired) ++calls[f.id];
+  for (const auto &f : t_fired) ++timers[f.first].calls;
   EXPECT_EQ(taken, timers.size());
-  for (size_t i = 0; i < timers.size(); ++i) EXPECT_EQ(calls[i], timers[i].stopped ? 0 : 1) << i;
+  for (size_t i = 0; i < timers.size(); ++i) EXPECT_EQ(timers[i].calls, timers[i].stopped ? 0 : 1) << i;
 }
 
 // Eight threads make their heaps at the same moment and each fires exactly
@@ -106,7 +102,7 @@ TEST(Timer, EachThreadPollsOnlyItsOwnTimers) {
     for (++ready; ready.load() < 8;) std::this_thread::yield();
     for (int n = 0; n < 400; ++n) ruvo_bstimer_start(n % 20, record, tag(i));
     poll_until_taken(400);
-    for (const auto &f : t_fired) fired_on_self[i] += f.id == i;
+    for (const auto &f : t_fired) fired_on_self[i] += f.first == i;
     if (i == 0) {
       sleep_ms(5);
       EXPECT_EQ(ruvo_bstimer_poll_once(), 0u);  // the others' timers are due by now
