@@ -97,13 +97,16 @@ TEST(KeepaliveMgr, OneObjectPerThreadAndTheFirstStaleIsCopiedForGood) {
   EXPECT_STREQ(ruvo_keepalive_get_name(third), "equal");
   EXPECT_EQ(entries(mgr), 1);
 
-  ruvo_keepalive_st *a = make_elsewhere("first-to-stall", 30);
-  ruvo_keepalive_st *b = make_elsewhere("second-to-stall", 30);
+  // A second of grace, so a loaded machine can't make them stale early;
+  // they stall by moving their last touch back.
+  ruvo_keepalive_st *a = make_elsewhere("first-to-stall", 1000);
+  ruvo_keepalive_st *b = make_elsewhere("second-to-stall", 1000);
   ruvo_keepalive_mgr_add(mgr, a);
   ruvo_keepalive_mgr_add(mgr, b);
   EXPECT_EQ(entries(mgr), 3);
   EXPECT_EQ(ruvo_keepalive_mgr_is_alive(mgr), 1);
-  sleep_ms(60);
+  a->tick -= 2000;
+  b->tick -= 2000;
   EXPECT_EQ(ruvo_keepalive_mgr_is_alive(mgr), 0);
   ruvo_keepalive_st *copy = ruvo_keepalive_mgr_abnormal_obj(mgr);
   ASSERT_TRUE(copy != nullptr && copy != a);
