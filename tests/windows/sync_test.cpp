@@ -17,9 +17,6 @@
 
 namespace {
 
-static_assert(offsetof(ruvo_cond_st, wake_sem) == 24 && offsetof(ruvo_cond_st, broadcasting) == 40);
-static_assert(sizeof(ruvo_event_st) == 24 && sizeof(ruvo_semaphore_st) == 16);
-
 void nap(int ms = 1) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
 
 bool other_thread_can_take(ruvo_mutex_st *m) {

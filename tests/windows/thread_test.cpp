@@ -14,8 +14,6 @@
 
 namespace {
 
-static_assert(sizeof(ruvo_thread_st) == 16 && offsetof(ruvo_thread_st, id) == 8);
-
 struct probe {
   std::atomic<DWORD> id{0};
   std::atomic<bool> ran{false};
