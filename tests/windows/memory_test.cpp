@@ -21,49 +21,37 @@ constexpr uint32_t kFlok = 0x6B6F6C66;  // "flok"
 constexpr char kHeaps[] = "39DA-4093-A893-724EC5679339";
 constexpr char kTags[] = "505D-3E7A-BB52-2E5690CDA177";
 
-// A read-only view of one of a process's count tables, opened by name.
-class table_view {
- public:
-  explicit table_view(const char *suffix) {
-    char name[64];
-    std::snprintf(name, sizeof name, "Local\\{%08x-%s}", static_cast<unsigned>(::GetCurrentProcessId()), suffix);
-    mapping_ = ::OpenFileMappingA(FILE_MAP_READ, FALSE, name);
-    if (mapping_ != nullptr) view_ = static_cast<const uint32_t *>(::MapViewOfFile(mapping_, FILE_MAP_READ, 0, 0, 0));
-  }
-  ~table_view() {
-    if (view_ != nullptr) ::UnmapViewOfFile(view_);
-    if (mapping_ != nullptr) ::CloseHandle(mapping_);
-  }
-  bool open() const { return view_ != nullptr; }
-  // Tag and count of each entry given, side by side.
-  Words operator()(std::initializer_list<uint32_t> entries) const {
-    Words out;
-    for (uint32_t i : entries) out.insert(out.end(), {view_[2 * i], view_[2 * i + 1]});
-    return out;
-  }
+// Tag and count of each entry given, side by side, from a process's count
+// table opened by name; empty when the table does not exist.
+Words read_table(const char *suffix, std::initializer_list<uint32_t> entries) {
+  char name[64];
+  std::snprintf(name, sizeof name, "Local\\{%08x-%s}", static_cast<unsigned>(::GetCurrentProcessId()), suffix);
+  HANDLE mapping = ::OpenFileMappingA(FILE_MAP_READ, FALSE, name);
+  if (mapping == nullptr) return {};
+  const auto *view = static_cast<const uint32_t *>(::MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, 0));
+  Words out;
+  for (uint32_t i : entries) out.insert(out.end(), {view[2 * i], view[2 * i + 1]});
+  ::UnmapViewOfFile(view);
+  ::CloseHandle(mapping);
+  return out;
+}
+Words heaps(std::initializer_list<uint32_t> entries) { return read_table(kHeaps, entries); }
+Words tags(std::initializer_list<uint32_t> entries) { return read_table(kTags, entries); }
 
- private:
-  HANDLE mapping_ = nullptr;
-  const uint32_t *view_ = nullptr;
-};
-
-TEST(TaggedHeap, ZeroSizeOrTagAllocatesNothingAndMakesNoTable) {
+// A zero size or tag allocates nothing and makes no table. Then entry 0 of
+// the heap table counts the default heap, unclaimed so far; a tag keeps its
+// entry for good. A free with tag 0 frees nothing.
+TEST(TaggedHeap, DefaultHeapCountsInEntryZeroAndTagsAtTheirHome) {
   ruvo_heap_mem_st *heap = nullptr;
   EXPECT_FALSE(ruvo_heap_mem_alloc(nullptr, kFlok, 0) || ruvo_heap_mem_alloc(nullptr, 0, 16));
-  EXPECT_FALSE(table_view(kTags).open() || table_view(kHeaps).open());
+  EXPECT_TRUE(tags({0}).empty() && heaps({0}).empty());
   EXPECT_EQ(ruvo_heap_mem_init(kFlok, nullptr) + ruvo_heap_mem_init(0, &heap), 2 * RUVO_E_INVAL);
   EXPECT_EQ(heap, nullptr);
   ruvo_heap_mem_destroy(nullptr);
   ruvo_heap_mem_free(nullptr, nullptr, kFlok);
-}
 
-// Entry 0 of the heap table counts the default heap, unclaimed so far; a tag
-// keeps its entry for good. A free with tag 0 frees nothing.
-TEST(TaggedHeap, DefaultHeapCountsInEntryZeroAndTagsAtTheirHome) {
   std::vector<char *> blocks;
   for (int i = 0; i < 5; ++i) blocks.push_back(static_cast<char *>(ruvo_heap_mem_alloc(nullptr, kFlok, 24)));
-  table_view heaps(kHeaps), tags(kTags);
-  ASSERT_TRUE(heaps.open() && tags.open());
   EXPECT_EQ(heaps({0}), (Words{0, 5}));
   EXPECT_EQ(tags({258}), (Words{kFlok, 5}));
   ruvo_heap_mem_free(nullptr, blocks[0], 0);
@@ -74,27 +62,23 @@ TEST(TaggedHeap, DefaultHeapCountsInEntryZeroAndTagsAtTheirHome) {
   EXPECT_EQ(tags({258}), (Words{kFlok, 0}));
 }
 
-// Two tags with one home sit side by side; the second is found again.
-TEST(TaggedHeap, CollidingTagsSitSideBySideAndAreFoundAgain) {
-  const uint32_t a = 0x41414141, home = heap_mem_tag_index(a);
+// Two tags with one home sit side by side and the second is found again;
+// once all 512 entries are taken, further tags count in the overflow entry.
+TEST(TaggedHeap, CollidingTagsSitSideBySideAndLateTagsOverflow) {
+  const uint32_t a = 0x41414141, home = heap_mem_tag_index(a), next = (home + 1) % 512;
   uint32_t b = a + 1;
   while (heap_mem_tag_index(b) != home) ++b;
   void *ba = ruvo_heap_mem_alloc(nullptr, a, 8), *bb1 = ruvo_heap_mem_alloc(nullptr, b, 8);
   void *bb2 = ruvo_heap_mem_alloc(nullptr, b, 8);
-  table_view tags(kTags);
-  const uint32_t next = (home + 1) % 512;
   EXPECT_EQ(tags({home, next}), (Words{a, 1, b, 2}));
   ruvo_heap_mem_free(nullptr, bb1, b);
   EXPECT_EQ(tags({home, next}), (Words{a, 1, b, 1}));
   ruvo_heap_mem_free(nullptr, ba, a);
   ruvo_heap_mem_free(nullptr, bb2, b);
   EXPECT_EQ(tags({home, next}), (Words{a, 0, b, 0}));
-}
 
-TEST(TaggedHeap, TagsBeyondTheTableCountInTheOverflowEntry) {
   std::vector<void *> blocks;
-  for (uint32_t tag = 1; tag <= 512; ++tag) blocks.push_back(ruvo_heap_mem_alloc(nullptr, tag, 4));
-  table_view tags(kTags);
+  for (uint32_t tag = 1; tag <= 510; ++tag) blocks.push_back(ruvo_heap_mem_alloc(nullptr, tag, 4));
   for (uint32_t i = 0; i < 512; ++i) ASSERT_NE(tags({i})[0], 0u) << i;
   const uint32_t late = 0xDEADBEEF;
   void *x = ruvo_heap_mem_alloc(nullptr, late, 4), *y = ruvo_heap_mem_alloc(nullptr, late, 4);
@@ -103,16 +87,16 @@ TEST(TaggedHeap, TagsBeyondTheTableCountInTheOverflowEntry) {
   EXPECT_EQ(tags({512}), (Words{0, 1}));
   ruvo_heap_mem_free(nullptr, y, late);
   EXPECT_EQ(tags({512}), (Words{0, 0}));
-  for (uint32_t tag = 1; tag <= 512; ++tag) ruvo_heap_mem_free(nullptr, blocks[tag - 1], tag);
+  for (uint32_t tag = 1; tag <= 510; ++tag) ruvo_heap_mem_free(nullptr, blocks[tag - 1], tag);
 }
 
 // The first named heap takes entry 0; destroying it frees the tag word but
-// leaves the count, and the next named heap claims entry 0 again, count reset.
-TEST(TaggedHeap, NamedHeapClaimsAnEntryAndDestroyKeepsTheCount) {
-  ruvo_heap_mem_st *heap = nullptr, *again = nullptr;
+// leaves the count, and the next named heap claims entry 0 again, count
+// reset. Entries 0 to 254 can be claimed; the next named heap gets a record
+// on the process heap, which its destroy leaves alone.
+TEST(TaggedHeap, NamedHeapsClaimEntriesAndTheTwoHundredFiftySixthFallsBack) {
+  ruvo_heap_mem_st *heap = nullptr;
   ASSERT_EQ(ruvo_heap_mem_init(kFlok, &heap), RUVO_OK);
-  table_view heaps(kHeaps);
-  ASSERT_TRUE(heap != nullptr && heaps.open());
   void *a = ruvo_heap_mem_alloc(heap, 7, 100);
   ruvo_heap_mem_alloc(heap, 7, 100);  // goes with the heap
   EXPECT_EQ(heaps({0}), (Words{kFlok, 2}));
@@ -120,29 +104,22 @@ TEST(TaggedHeap, NamedHeapClaimsAnEntryAndDestroyKeepsTheCount) {
   EXPECT_EQ(heaps({0}), (Words{kFlok, 1}));
   ruvo_heap_mem_destroy(heap);
   EXPECT_EQ(heaps({0}), (Words{0, 1}));
-  ASSERT_EQ(ruvo_heap_mem_init(9, &again), RUVO_OK);
-  EXPECT_EQ(heaps({0}), (Words{9, 0}));
-  ruvo_heap_mem_destroy(again);
-}
 
-// Entries 0 to 254 can be claimed; the next named heap gets a record on the
-// process heap, which its destroy leaves alone.
-TEST(TaggedHeap, TheTwoHundredFiftySixthNamedHeapFallsBackToTheProcessHeap) {
-  std::vector<ruvo_heap_mem_st *> heaps(255);
-  for (uint32_t tag = 1; tag <= 255; ++tag) ASSERT_EQ(ruvo_heap_mem_init(tag, &heaps[tag - 1]), RUVO_OK);
-  table_view table(kHeaps);
-  for (uint32_t i = 0; i < 255; ++i) EXPECT_EQ(table({i})[0], i + 1);
+  std::vector<ruvo_heap_mem_st *> named(255);
+  for (uint32_t tag = 1; tag <= 255; ++tag) ASSERT_EQ(ruvo_heap_mem_init(tag, &named[tag - 1]), RUVO_OK);
+  EXPECT_EQ(heaps({0}), (Words{1, 0}));
+  for (uint32_t i = 1; i < 255; ++i) EXPECT_EQ(heaps({i})[0], i + 1);
   ruvo_heap_mem_st *fallback = nullptr;
   ASSERT_EQ(ruvo_heap_mem_init(1000, &fallback), RUVO_OK);
   ASSERT_NE(fallback, nullptr);
-  EXPECT_EQ(table({255})[0], 0u);
+  EXPECT_EQ(heaps({255})[0], 0u);
   void *block = ruvo_heap_mem_alloc(fallback, 1000, 64);
   EXPECT_TRUE(block != nullptr && ::HeapValidate(::GetProcessHeap(), 0, block));
   ruvo_heap_mem_free(fallback, block, 1000);
   ruvo_heap_mem_destroy(fallback);
   EXPECT_NE(::HeapValidate(::GetProcessHeap(), 0, nullptr), 0);
-  for (auto *heap : heaps) ruvo_heap_mem_destroy(heap);
-  EXPECT_EQ(table({0})[0], 0u);
+  for (auto *h : named) ruvo_heap_mem_destroy(h);
+  EXPECT_EQ(heaps({0})[0], 0u);
 }
 
 uint64_t stored_size(void *block) { return static_cast<uint64_t *>(block)[-1]; }

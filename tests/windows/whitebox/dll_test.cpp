@@ -1,5 +1,5 @@
 // The late-bound tables against GetProcAddress, a table with a missing entry or library, the
-// version test, and the folder picker's callback.
+// version test, and the folder picker's callback and its copy of the chosen path.
 #include <windows.h>
 #include <shlobj.h>
 
@@ -67,6 +67,22 @@ TEST(FolderPicker, TheCallbackSelectsTheInitialPathAndKeepsAFailedValidationOpen
   EXPECT_EQ(ruvo::dll::browse_callback(w, BFFM_SELCHANGED, 0, data), 0);
   EXPECT_EQ(g_sent, (std::vector{std::make_tuple(UINT(1126), WPARAM(1), data)}));  // BFFM_SETSELECTIONA
   ::DestroyWindow(w);
+}
+
+// The chosen folder's path fits with its terminator and not one unit shorter; an item with no
+// file system path (the drives) gives E_FAIL.
+TEST(FolderPicker, TheChosenPathIsCopiedWhenItFits) {
+  LPITEMIDLIST folder = nullptr, drives = nullptr;
+  ASSERT_EQ(::SHGetFolderLocation(nullptr, CSIDL_WINDOWS, nullptr, 0, &folder), S_OK);
+  ASSERT_EQ(::SHGetFolderLocation(nullptr, CSIDL_DRIVES, nullptr, 0, &drives), S_OK);
+  wchar_t want[MAX_PATH], buffer[MAX_PATH], path[MAX_PATH] = L"untouched";
+  const size_t n = ::GetWindowsDirectoryW(want, MAX_PATH);
+  EXPECT_EQ(ruvo::dll::copy_chosen(drives, buffer, path, MAX_PATH), E_FAIL);
+  EXPECT_EQ(ruvo::dll::copy_chosen(folder, buffer, path, n), HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER));
+  EXPECT_EQ(ruvo::dll::copy_chosen(folder, buffer, path, n + 1), S_OK);
+  EXPECT_EQ(::lstrcmpiW(path, want), 0) << path;
+  ::CoTaskMemFree(folder);
+  ::CoTaskMemFree(drives);
 }
 
 }  // namespace
