@@ -277,17 +277,25 @@ long file_size(std::FILE *f) noexcept {
   return size >= 0 && size < INT32_MAX - 2 ? size : -1;
 }
 
+// The whole file at once, in text mode so that line ends are the platform's,
+// then line by line: one read instead of a locked fgets call per line,
+// with the same lines (a last one without a line feed counts).
 ruvo_ini_file_st *load_plain(const char *path, uint32_t case_sensitive) noexcept {
   const File f(std::fopen(path, "r"));
   if (f == nullptr) return nullptr;
   const long size = file_size(f.get());
   if (size < 0) return nullptr;
-  // One byte more than the file so that fgets always has room beyond its
-  // terminator, even for an empty file.
-  const int cap = static_cast<int>(size) + 2;
-  const Buffer line(static_cast<char *>(ruvo_malloc(cap)));
+  const Buffer text(static_cast<char *>(ruvo_malloc(static_cast<int32_t>(size) + 1)));
+  const size_t len = std::fread(text.get(), 1, static_cast<size_t>(size), f.get());
+  text[len] = '\0';
   Parser p{make_document(case_sensitive), nullptr};
-  while (std::fgets(line.get(), cap, f.get()) != nullptr) parse_line(p, line.get());
+  for (char *line = text.get(), *end = text.get() + len; line < end;) {
+    char *nl = static_cast<char *>(std::memchr(line, '\n', static_cast<size_t>(end - line)));
+    char *next = nl != nullptr ? nl + 1 : end;
+    if (nl != nullptr) *nl = '\0';
+    parse_line(p, line);
+    line = next;
+  }
   return p.ini;
 }
 
