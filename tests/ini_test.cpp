@@ -257,7 +257,7 @@ TEST_F(Ini, EniClearTextRules) {
   const std::string empty = eni_file("", k);
   for (size_t cut : {15, 16, 16 + 12}) {
     write_file(path("c.eni"), (empty + std::string(16, 'x')).substr(0, cut));
-    EXPECT_EQ(ruvo_ini_file_load_with_sk(path("c.eni").c_str(), k) != nullptr, cut == 16) << cut;
+    EXPECT_EQ(Doc(ruvo_ini_file_load_with_sk(path("c.eni").c_str(), k), &ruvo_ini_file_free) != nullptr, cut == 16) << cut;
   }
 }
 
