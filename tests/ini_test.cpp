@@ -77,9 +77,24 @@ class Ini : public ::testing::Test {
   fs::path dir_;
 };
 
-// One row per rule of the grammar.
+// Makes an ENI file of any clear text, padded with blanks to whole blocks,
+// with the algorithm library's ciphers.
+std::string eni_file(std::string clear, const char *key) {
+  clear.resize((clear.size() + 7) / 8 * 8, ' ');
+  ruvo_des_ctx des;
+  ruvo_des_set_key(&des, reinterpret_cast<const uint8_t *>(key));
+  std::string out(16, '\0');
+  ruvo_md5_calc(clear.data(), uint32_t(clear.size()), reinterpret_cast<uint8_t *>(out.data()));
+  for (size_t i = 0; i < clear.size(); i += 8) {
+    ruvo_des_encrypt(&des, reinterpret_cast<const uint8_t *>(&clear[i]), reinterpret_cast<uint8_t *>(&clear[i]));
+  }
+  return out + clear;
+}
+
+// One row per rule of the grammar; rows marked e are the clear text of an
+// ENI file.
 TEST_F(Ini, GrammarTable) {
-  const struct { const char *text; uint32_t cs; const char *want; } rows[] = {
+  const struct { const char *text; uint32_t cs; const char *want; bool e = false; } rows[] = {
       {"", 0, ""},
       {"k=v\n[s]\n", 0, "[s]"},                              // keys ahead of every section are lost
       {"[a]\nx=1\n[b]\n[a]\ny=2\n", 0, "[a] y=2\n[b]"},      // a repeated section replaces, in place
@@ -101,8 +116,20 @@ TEST_F(Ini, GrammarTable) {
       {"[s]\nnothing\n", 0, "[s]"},
       {"[s]\nk=\"q\" ;c #d\n", 0, "[s] k=\"q\" ;c #d"},      // no quotes, no inline comments
       {"[s] tail\nk=v", 0, "[s] k=v"},                       // text after ], a last line without \n
+      {"", 0, "", true},
+      {"[s]\n  [t]    \nk=v\n", 0, "[s]\n[t] k=v", true},    // white space after \n is skipped
+      {"[s]\n\t\t\t\t\n\nK=v\r\n  ", 1, "[s] K=v", true},
+      {"[s]\n    k=v", 0, "[s]", true},                     // a last line without \n is not
   };
-  for (const auto &r : rows) EXPECT_EQ(dump(load(r.text, r.cs).get()), r.want) << r.text;
+  for (const auto &r : rows) {
+    if (!r.e) {
+      EXPECT_EQ(dump(load(r.text, r.cs).get()), r.want) << r.text;
+      continue;
+    }
+    write_file(path("c.eni"), eni_file(r.text, "12345678"));
+    Doc doc(ruvo_ini_file_load_with_sk_ex(path("c.eni").c_str(), r.cs, "12345678"), &ruvo_ini_file_free);
+    EXPECT_EQ(dump(doc.get()), r.want) << r.text;
+  }
 }
 
 TEST_F(Ini, LoadsAsPythonConfigparserReads) {
@@ -189,21 +216,6 @@ TEST_F(Ini, NumbersSaturateAt32Bits) {
                              "d=18446744073709551615 e=a  b f=");
 }
 
-// Makes an ENI file of any clear text, with the algorithm library's ciphers.
-std::string eni_file(std::string clear, const char *key) {
-  clear.resize((clear.size() + 7) / 8 * 8, ' ');
-  ruvo_des_ctx des;
-  ruvo_des_set_key(&des, reinterpret_cast<const uint8_t *>(key));
-  std::string out(16, '\0');
-  ruvo_md5_calc(clear.data(), uint32_t(clear.size()), reinterpret_cast<uint8_t *>(out.data()));
-  for (size_t i = 0; i < clear.size(); i += 8) {
-    uint8_t block[8];
-    ruvo_des_encrypt(&des, reinterpret_cast<const uint8_t *>(clear.data() + i), block);
-    out.append(reinterpret_cast<char *>(block), 8);
-  }
-  return out;
-}
-
 TEST_F(Ini, EniFilesAreOpensslDesBehindMd5) {
   Doc doc(ruvo_ini_file_load(nullptr), &ruvo_ini_file_free);
   for (const auto &line : data_lines("eni_vectors.txt")) {
@@ -239,58 +251,32 @@ TEST_F(Ini, EniFilesAreOpensslDesBehindMd5) {
   fs::current_path(was);
 }
 
-TEST_F(Ini, EniClearTextRules) {
-  const char *k = "12345678";
-  const struct { std::string clear; const char *want; } rows[] = {
-      {"", ""},
-      {"[s]\n  [t]    \nk=v\n", "[s]\n[t] k=v"},  // white space after a line feed is skipped
-      {"[s]\n    k=v     ", "[s]"},              // a last line without \n is not parsed
-      {"[s]\n\t\t\t\t\t\t\n\nk=v\r\n  ", "[s] k=v"},
-  };
-  for (const auto &r : rows) {
-    std::string clear = r.clear;
-    write_file(path("c.eni"), eni_file(clear, k));
-    Doc doc(ruvo_ini_file_load_with_sk(path("c.eni").c_str(), k), &ruvo_ini_file_free);
-    ASSERT_NE(doc, nullptr) << r.clear;
-    EXPECT_EQ(dump(doc.get()), r.want) << r.clear;
-  }
-  const std::string empty = eni_file("", k);
-  for (size_t cut : {15, 16, 16 + 12}) {
-    write_file(path("c.eni"), (empty + std::string(16, 'x')).substr(0, cut));
-    EXPECT_EQ(Doc(ruvo_ini_file_load_with_sk(path("c.eni").c_str(), k), &ruvo_ini_file_free) != nullptr, cut == 16) << cut;
-  }
-}
-
 TEST_F(Ini, BadInputIsRefused) {
   Doc doc(ruvo_ini_file_load(nullptr), &ruvo_ini_file_free);
-  ruvo_ini_file_set(doc.get(), "s", "k", "v");
   ruvo_ini_file_st *d = doc.get(), *n = nullptr;
-  EXPECT_EQ(ruvo_ini_file_get(n, "s", "k"), nullptr);
-  EXPECT_EQ(ruvo_ini_file_get(d, nullptr, "k"), nullptr);
-  EXPECT_EQ(ruvo_ini_file_get(d, "s", nullptr), nullptr);
+  ruvo_ini_file_set(d, "s", "k", "v");
+  for (auto *sec : {(const char *)nullptr, "s"}) {  // nothing happens
+    ruvo_ini_file_set(sec ? n : d, sec, "k", "w"), ruvo_ini_file_set(d, sec, nullptr, "w");
+    ruvo_ini_file_unset(sec ? n : d, sec, "k"), ruvo_ini_file_unset(d, sec, nullptr);
+    ruvo_ini_file_del(sec ? n : d, sec);
+    EXPECT_EQ(ruvo_ini_file_get(sec ? n : d, sec, "k"), nullptr);
+    EXPECT_EQ(ruvo_ini_file_get(d, sec, nullptr), nullptr);
+  }
   EXPECT_STREQ(ruvo_ini_file_get_cstr(d, "S", "K", "def"), "v");
   EXPECT_STREQ(ruvo_ini_file_get_cstr(d, "s", "x", "def"), "def");
-  for (auto *sec : {(const char *)nullptr, "s"}) {
-    ruvo_ini_file_set(sec ? n : d, sec, "k", "w");
-    ruvo_ini_file_set(d, sec, nullptr, "w");
-    ruvo_ini_file_unset(sec ? n : d, sec, "k");
-    ruvo_ini_file_unset(d, sec, nullptr);
-    ruvo_ini_file_del(sec ? n : d, sec);
-  }
-  EXPECT_EQ(ruvo_ini_file_foreach(n, nullptr, [](ruvo_ini_file_st *, const char *, void *) { return 1; }), 0);
-  EXPECT_EQ(ruvo_ini_file_foreach(d, nullptr, nullptr), 0);
-  EXPECT_EQ(ruvo_ini_file_section_foreach(d, "x", nullptr, [](const char *, const char *, const char *, void *) { return 1; }), 0);
-  EXPECT_EQ(ruvo_ini_file_section_foreach(d, "s", nullptr, nullptr), 0);
-  EXPECT_EQ(ruvo_ini_file_section_foreach(d, "s", nullptr, [](const char *, const char *, const char *, void *) { return 7; }), 7);
-  EXPECT_EQ(ruvo_ini_file_foreach(d, nullptr, [](ruvo_ini_file_st *, const char *, void *) { return 9; }), 9);
-  ruvo_ini_file_unset(d, "s", "k");
-  EXPECT_EQ(dump(d), "[s]");
+  auto section_fn = [](ruvo_ini_file_st *, const char *, void *) { return 9; };
+  auto key_fn = [](const char *, const char *, const char *, void *) { return 7; };
+  EXPECT_EQ(ruvo_ini_file_foreach(n, nullptr, section_fn) + ruvo_ini_file_foreach(d, nullptr, nullptr), 0);
+  EXPECT_EQ(ruvo_ini_file_section_foreach(d, "x", nullptr, key_fn) + ruvo_ini_file_section_foreach(d, "s", nullptr, nullptr), 0);
+  EXPECT_EQ(ruvo_ini_file_section_foreach(d, "s", nullptr, key_fn) + ruvo_ini_file_foreach(d, nullptr, section_fn), 16);
+  ruvo_ini_file_unset(d, "s", "K");
+  EXPECT_EQ(dump(d), "[s]");  // the section stays
   ruvo_ini_file_del(d, "S");
   EXPECT_EQ(dump(d), "");
   ruvo_ini_file_free(nullptr);
   EXPECT_EQ(ruvo_ini_file_save(n, path("x.ini").c_str(), 0), int32_t(RUVO_E_INVAL));
   EXPECT_EQ(ruvo_ini_file_save_directio(d, nullptr, 0), int32_t(RUVO_E_INVAL));
-  for (const char *sk : {"", "1234567", "123456789"}) {
+  for (const char *sk : {"", "1234567", "123456789"}) {  // checked first, plain files too
     EXPECT_EQ(ruvo_ini_file_load_with_sk(nullptr, sk), nullptr);
     EXPECT_EQ(ruvo_ini_file_load_with_sk_ex(path("x.ini").c_str(), 1, sk), nullptr);
     EXPECT_EQ(ruvo_ini_file_save_with_sk(n, path("x.ini").c_str(), 0, sk, 0), RUVO_INI_E_KEY);
@@ -299,6 +285,11 @@ TEST_F(Ini, BadInputIsRefused) {
   EXPECT_EQ(ruvo_ini_file_load(path("missing.eni").c_str()), nullptr);
   EXPECT_EQ(ruvo_ini_file_save(d, path("e.ini").c_str(), 0), 0);
   EXPECT_EQ(read_file(path("e.ini")), "");
+  const std::string empty = eni_file("", "12345678") + "0123456789ab";
+  for (size_t cut : {15, 16, 16 + 12}) {  // too short, the empty text, not whole blocks
+    write_file(path("c.eni"), empty.substr(0, cut));
+    EXPECT_EQ(Doc(ruvo_ini_file_load_with_sk(path("c.eni").c_str(), "12345678"), &ruvo_ini_file_free) != nullptr, cut == 16) << cut;
+  }
 }
 
 // A target that can't be replaced (a folder here) fails every attempt.

