@@ -28,13 +28,11 @@ namespace {
 thread_local long t_save_steps_left = -1;
 }
 
-void fail_save_steps_after(long successes) noexcept { t_save_steps_left = successes; }
+void fail_save_step(long successes) noexcept { t_save_steps_left = successes; }
 
 bool save_step_fails() noexcept {
   if (t_save_steps_left < 0) return false;
-  if (t_save_steps_left == 0) return true;
-  --t_save_steps_left;
-  return false;
+  return t_save_steps_left-- == 0;
 }
 }  // namespace ruvo::fault
 #endif

@@ -59,9 +59,9 @@ TEST(IniFaults, EveryFailingStepLeavesTheTargetAndNoTemporaryFile) {
     std::ofstream(target, std::ios::binary) << "old";
     std::vector<int32_t> got;
     for (long n = 0; n < 40; ++n) {
-      ruvo::fault::fail_save_steps_after(n);
+      ruvo::fault::fail_save_step(n);
       const int32_t rc = ruvo_ini_file_save(doc, target.c_str(), 0);
-      ruvo::fault::fail_save_steps_after(-1);
+      ruvo::fault::fail_save_step(-1);
       if (rc == 0) break;
       got.push_back(rc);
       EXPECT_EQ(read_file(target), "old") << name << " step " << n;

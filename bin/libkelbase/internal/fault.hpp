@@ -26,10 +26,11 @@ bool local_time_fails() noexcept;
 // thread (errno EAGAIN), after its start record has been allocated.
 void fail_thread_starts(bool fail) noexcept;
 bool thread_start_fails() noexcept;
-// After `successes` more steps of an INI save on this thread (temporary name,
-// open, each line or block written, seeks, digest, flush, rename), every
-// step fails until this is called again. A negative count turns failures off.
-void fail_save_steps_after(long successes) noexcept;
+// After `successes` more steps of INI saves on this thread (temporary name,
+// open, each line or block written, seeks, digest, flush, rename), the next
+// step fails, once, so that a step that ignored it would show in the result.
+// A negative count turns it off.
+void fail_save_step(long successes) noexcept;
 bool save_step_fails() noexcept;
 #else
 constexpr bool allocation_fails() noexcept { return false; }
