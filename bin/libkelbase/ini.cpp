@@ -6,6 +6,7 @@
 // text, from libruvoalgo.
 #include "ruvo/base/ini.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
@@ -236,7 +237,7 @@ int hex_value(char c) noexcept {
 // that the key itself lies in no stored data: picks run forward through
 // `digits`, each after skipping `steps[i]`, and `order` shuffles them.
 void ruvo_eni_default_key(uint8_t *dst, size_t len) noexcept {
-  const char digits[] = "7c3e9a1f05b2d84e6a0f3c97b1d25e8a4f06c3b9d";
+  const char digits[] = "79f4bAf0C2DaF8376c2BdcE44E4B50825e1108fDc";
   const uint8_t steps[16] = {1, 0, 2, 1, 3, 0, 1, 2, 0, 1, 3, 2, 0, 1, 2, 1};
   const uint8_t order[16] = {5, 12, 0, 9, 3, 14, 7, 1, 10, 15, 2, 8, 13, 4, 11, 6};
   char first[16];
@@ -390,7 +391,7 @@ int write_eni_line(Saver &s, const char *a, const char *between, const char *b,
     end += n;
   }
   for (size_t at = 0; at < len; at += kLineMax) {
-    if (write_block(s, whole.get() + at, len - at < kLineMax ? len - at : kLineMax) != 0) {
+    if (write_block(s, whole.get() + at, std::min(len - at, kLineMax)) != 0) {
       return -1;
     }
   }
