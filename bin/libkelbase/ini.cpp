@@ -211,9 +211,8 @@ uint32_t to_unsigned(Decimal d) noexcept {
 
 template <class T>
 void set_number(ruvo_ini_file_st *ini, const char *section, const char *key, T value) noexcept {
-  char text[256];
-  const auto r = std::to_chars(text, text + sizeof text - 1, value);
-  *r.ptr = '\0';
+  char text[32] = {};  // 21 characters hold any 64-bit number; the rest terminate it
+  std::to_chars(text, text + 31, value);
   ruvo_ini_file_set(ini, section, key, text);
 }
 
@@ -239,7 +238,7 @@ int hex_value(char c) noexcept {
 void ruvo_eni_default_key(uint8_t *dst, size_t len) noexcept {
   const char digits[] = "79f4bAf0C2DaF8376c2BdcE44E4B50825e1108fDc";
   const uint8_t steps[16] = {1, 0, 2, 1, 3, 0, 1, 2, 0, 1, 3, 2, 0, 1, 2, 1};
-  const uint8_t order[16] = {5, 12, 0, 9, 3, 14, 7, 1, 10, 15, 2, 8, 13, 4, 11, 6};
+  const uint8_t order[16] = {6, 2, 7, 5, 8, 3, 10, 0, 12, 4, 13, 1, 14, 11, 15, 9};
   char first[16];
   size_t pos = 0;
   for (size_t i = 0; i < 16; ++i) {
@@ -387,7 +386,7 @@ int write_eni_line(Saver &s, const char *a, const char *between, const char *b,
   char *end = whole.get();
   for (const char *part : {a, between, b, after}) {
     const size_t n = std::strlen(part);
-    std::memcpy(end, part, n + 1);
+    std::memcpy(end, part, n);
     end += n;
   }
   for (size_t at = 0; at < len; at += kLineMax) {

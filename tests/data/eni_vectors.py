@@ -11,13 +11,13 @@ The clear text is the canonical text without empty lines: "[%s]\n" and
 Lines, texts in hexadecimal ("-" for none):
   set <section> <key> <value>       builds the document, in order
   eni <key text or - for the built-in key> <file>
-The built-in key is the library's, f59d0ecf41a28ab3.
+The built-in key is the library's, 3acf20495a8feb1d.
 """
 import hashlib
 import os
 import subprocess
 
-DEFAULT_KEY = bytes.fromhex("f59d0ecf41a28ab3")
+DEFAULT_KEY = bytes.fromhex("3acf20495a8feb1d")
 SETS = [
     ("main", "name", "value"),
     ("main", "empty", ""),
