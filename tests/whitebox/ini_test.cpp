@@ -1,6 +1,6 @@
 // INI saves that fail part-way, through the fault seam: each step in turn
 // fails, and each time the result is that step's code, the target keeps its
-// bytes, no temporary file is left, and the log holds the documented text.
+// bytes, no temporary file is left, and the log holds the texts callers look for.
 #include <gtest/gtest.h>
 
 #include <cstdarg>
