@@ -8,7 +8,8 @@ export HOME=${HOME:-$(getent passwd "$(id -u)" | cut -d: -f6)}
 
 common=(cmake make g++ python3 openssl googletest)
 windows=(g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine wine64)
-native=(clang libclang-rt-14-dev libbenchmark-dev uthash-dev robin-map-dev libabsl-dev unzip libssl-dev)
+native=(clang libclang-rt-14-dev libbenchmark-dev uthash-dev robin-map-dev libabsl-dev unzip
+        pkg-config libglib2.0-dev libinih-dev libssl-dev)
 
 want=("${common[@]}")
 case "$what" in

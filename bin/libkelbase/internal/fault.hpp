@@ -4,8 +4,9 @@
 // be driven down that path on purpose; the log timestamp asks it before it
 // breaks the clock down, for the fallback text that no real clock gives; the
 // thread start asks it before making a thread, which no test can otherwise
-// make fail. It exists only in builds with RUVO_BASE_TESTING; elsewhere the
-// questions fold to false.
+// make fail; the INI save asks it before each of its steps, for the
+// failures of a full disk or a refused rename. It exists only in builds with
+// RUVO_BASE_TESTING; elsewhere the questions fold to false.
 #pragma once
 
 namespace ruvo::fault {
@@ -25,10 +26,17 @@ bool local_time_fails() noexcept;
 // thread (errno EAGAIN), after its start record has been allocated.
 void fail_thread_starts(bool fail) noexcept;
 bool thread_start_fails() noexcept;
+// After `successes` more steps of INI saves on this thread (temporary name,
+// open, each line or block written, seeks, digest, flush, rename), the next
+// step fails, once, so that a step that ignored it would show in the result.
+// A negative count turns it off.
+void fail_save_step(long successes) noexcept;
+bool save_step_fails() noexcept;
 #else
 constexpr bool allocation_fails() noexcept { return false; }
 constexpr bool local_time_fails() noexcept { return false; }
 constexpr bool thread_start_fails() noexcept { return false; }
+constexpr bool save_step_fails() noexcept { return false; }
 #endif
 
 }  // namespace ruvo::fault

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <ctime>
 
 #include "ruvo/base/defs.h"
@@ -40,6 +41,15 @@ int from_wide(unsigned code_page, const ruvo_wchar_t *src, char *dst, int cap) n
 // which are not malloc blocks on Windows. The block is zero-filled.
 void *process_heap_alloc(size_t bytes) noexcept;
 void process_heap_free(void *block) noexcept;
+
+// A fresh path for a temporary file in the platform's temporary folder, as
+// _wtmpnam gives one: only the name, no file is made. The text lives in a
+// per-thread buffer until the next call; null when there is none. The INI
+// family's saves use it (windows/ini.cpp, native/ini.cpp).
+const ruvo_wchar_t *temp_file_name() noexcept;
+
+// Pushes what the stream has handed to its file through to the disk.
+void commit_to_disk(std::FILE *stream) noexcept;
 
 // Keeps the thread's last error (and errno) across a scope, so that a log
 // record or a cleanup after a failure does not change what the caller reads.
