@@ -24,7 +24,11 @@ void capture(uint32_t level, const char *format, va_list args) {
   g_records.push_back(std::to_string(level) + text);
 }
 
-TEST(LogCall, RecordHasTheFullHeadAndLeavesErrnoAlone) {
+// The record carries the whole head and leaves errno as it was. The level
+// starts at 2 (info) and takes 0 to 3 as given; any other value sets 2, also
+// one just above 3: it is not clamped. [fatal] and [error] are level 0 and
+// pass at every level, [warn] too is dropped at level 0.
+TEST(LogCall, RecordHeadLevelAndGate) {
   ASSERT_EQ(ruvo_log_output_register(&capture), 0);
   errno = ERANGE;
   const int line = __LINE__ + 1;
@@ -36,13 +40,6 @@ TEST(LogCall, RecordHasTheFullHeadAndLeavesErrnoAlone) {
   EXPECT_EQ(r.substr(22), " [warn] [pid:" + std::to_string(ruvo::sys::process_id()) + "] [tid:" +
                               std::to_string(ruvo::sys::thread_id()) + "] [kel] [log_test:" +
                               std::to_string(line) + "] pclose failed 42\n");
-}
-
-// The level starts at 2 (info) and takes 0 to 3 as given; any other value
-// sets 2, also one just above 3: it is not clamped. [fatal] and [error] are
-// level 0 and pass at every level, [warn] too is dropped at level 0.
-TEST(LogCall, GatePassesRecordsAtOrBelowTheCurrentLevel) {
-  ASSERT_EQ(ruvo_log_output_register(&capture), 0);
   const char *const passing[] = {"fatal error ", "fatal error warn ", "fatal error warn info ",
                                  "fatal error warn info debug "};
   const std::pair<uint32_t, int32_t> steps[] = {{3, 3}, {0, 0}, {7, 2}, {1, 1}, {4, 2}, {0, 0}, {UINT32_MAX, 2}};
@@ -57,7 +54,7 @@ TEST(LogCall, GatePassesRecordsAtOrBelowTheCurrentLevel) {
     RUVO_LOG(RUVO_LOG_INFO, "info", "info");
     RUVO_LOG(RUVO_LOG_DEBUG, "debug", "debug");
     std::string words;
-    for (const std::string &r : g_records) words += r.substr(r.rfind(' ') + 1) + " ";
+    for (const std::string &record : g_records) words += record.substr(record.rfind(' ') + 1) + " ";
     EXPECT_EQ(words, passing[level]) << i;
   }
 }
