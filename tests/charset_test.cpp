@@ -3,7 +3,6 @@
 // against the replacement rules, one row each.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
@@ -15,42 +14,16 @@ namespace {
 
 using wstr = std::basic_string<ruvo_wchar_t>;
 
-std::mt19937 rng(20261124u);
-
-void append_utf8(std::string &s, char32_t cp) {
-  if (cp < 0x80) {
-    s += char(cp);
-  } else if (cp < 0x800) {
-    s += char(0xC0 | cp >> 6);
-    s += char(0x80 | (cp & 0x3F));
-  } else if (cp < 0x10000) {
-    s += char(0xE0 | cp >> 12);
-    s += char(0x80 | (cp >> 6 & 0x3F));
-    s += char(0x80 | (cp & 0x3F));
-  } else {
-    s += char(0xF0 | cp >> 18);
-    s += char(0x80 | (cp >> 12 & 0x3F));
-    s += char(0x80 | (cp >> 6 & 0x3F));
-    s += char(0x80 | (cp & 0x3F));
-  }
-}
-
-void append_utf16(wstr &w, char32_t cp) {
+// One code point appended in UTF-8 and in UTF-16, from the definitions.
+void append(std::string &u8, wstr &u16, char32_t cp) {
+  static const unsigned char lead[] = {0x00, 0xC0, 0xE0, 0xF0};
+  const int tail = (cp >= 0x80) + (cp >= 0x800) + (cp >= 0x10000);
+  u8 += char(lead[tail] | cp >> 6 * tail);
+  for (int i = tail - 1; i >= 0; --i) u8 += char(0x80 | (cp >> 6 * i & 0x3F));
   if (cp < 0x10000) {
-    w += ruvo_wchar_t(cp);
+    u16 += ruvo_wchar_t(cp);
   } else {
-    w += ruvo_wchar_t(0xD800 + ((cp - 0x10000) >> 10));
-    w += ruvo_wchar_t(0xDC00 + ((cp - 0x10000) & 0x3FF));
-  }
-}
-
-// A code point from every length class and plane, never a surrogate or NUL.
-char32_t random_code_point() {
-  static const char32_t top[] = {0x7F, 0x7FF, 0xFFFF, 0x10FFFF};
-  const char32_t hi = top[rng() % 4];
-  for (;;) {
-    const char32_t cp = 1 + rng() % hi;
-    if (cp < 0xD800 || cp > 0xDFFF) return cp;
+    u16 += {ruvo_wchar_t(0xD800 + ((cp - 0x10000) >> 10)), ruvo_wchar_t(0xDC00 + ((cp - 0x10000) & 0x3FF))};
   }
 }
 
@@ -61,30 +34,33 @@ std::basic_string<T> owned(T *s) {
   return out;
 }
 
+// The _ex forms fill exactly what fits, terminator included, and leave a
+// buffer one unit short untouched.
+template <class From, class To>
+void expect_exact_fit(uint32_t (*convert)(const From *, To *, size_t), const std::basic_string<From> &in,
+                      const std::basic_string<To> &want) {
+  std::vector<To> out(want.size() + 1, To('Z'));
+  ASSERT_EQ(convert(in.c_str(), out.data(), out.size() - 1), 122u);
+  ASSERT_EQ(out[0], To('Z'));
+  ASSERT_EQ(convert(in.c_str(), out.data(), out.size()), 0u);
+  ASSERT_EQ(std::basic_string<To>(out.data()), want);
+}
+
+// Code points from every length class and plane, never a surrogate or NUL.
 TEST(Charset, RandomTextRoundTripsThroughBothSets) {
+  std::mt19937 rng(20261124u);
+  static const char32_t top[] = {0x7F, 0x7FF, 0xFFFF, 0x10FFFF};
   for (int round = 0; round < 400; ++round) {
     std::string u8;
     wstr u16;
     for (int n = int(rng() % 40); n > 0; --n) {
-      const char32_t cp = random_code_point();
-      append_utf8(u8, cp);
-      append_utf16(u16, cp);
+      const char32_t cp = 1 + rng() % top[rng() % 4];
+      if (cp < 0xD800 || cp > 0xDFFF) append(u8, u16, cp);
     }
     ASSERT_EQ(owned(ruvo_str_utf8_to_unicode(u8.c_str())), u16) << round;
     ASSERT_EQ(owned(ruvo_str_unicode_to_utf8(u16.c_str())), u8) << round;
-
-    // The _ex forms fill exactly what fits, terminator included, and leave
-    // a buffer one unit short untouched.
-    std::vector<ruvo_wchar_t> w(u16.size() + 1, 0x5A5A);
-    ASSERT_EQ(ruvo_str_utf8_to_unicode_ex(u8.c_str(), w.data(), w.size() - 1), 122u);
-    ASSERT_EQ(w[0], 0x5A5A);
-    ASSERT_EQ(ruvo_str_utf8_to_unicode_ex(u8.c_str(), w.data(), w.size()), 0u);
-    ASSERT_EQ(wstr(w.data()), u16);
-    std::vector<char> b(u8.size() + 1, 'Z');
-    ASSERT_EQ(ruvo_str_unicode_to_utf8_ex(u16.c_str(), b.data(), b.size() - 1), 122u);
-    ASSERT_EQ(b[0], 'Z');
-    ASSERT_EQ(ruvo_str_unicode_to_utf8_ex(u16.c_str(), b.data(), b.size()), 0u);
-    ASSERT_EQ(std::string(b.data()), u8);
+    ASSERT_NO_FATAL_FAILURE(expect_exact_fit(ruvo_str_utf8_to_unicode_ex, u8, u16));
+    ASSERT_NO_FATAL_FAILURE(expect_exact_fit(ruvo_str_unicode_to_utf8_ex, u16, u8));
   }
 }
 
@@ -123,43 +99,33 @@ TEST(Charset, BadInputIsReplacedNotRefused) {
 }
 
 // Text that the ANSI code page holds: ASCII and e-acute, which is 0xE9 both
-// in ISO 8859-1 and in code page 1252.
-TEST(Charset, AnsiFormsGoThroughUtf16) {
-  const char *ansi = "caf\xE9 ok", *utf8 = "caf\xC3\xA9 ok";
-  const ruvo_wchar_t wide[] = {'c', 'a', 'f', 0xE9, ' ', 'o', 'k', 0};
-  EXPECT_EQ(owned(ruvo_str_ansi_to_unicode(ansi)), wstr(wide));
-  EXPECT_EQ(owned(ruvo_str_unicode_to_ansi(wide)), ansi);
-  EXPECT_EQ(owned(ruvo_str_ansi_to_utf8(ansi)), utf8);
-  EXPECT_EQ(owned(ruvo_str_utf8_to_ansi(utf8)), ansi);
-
-  char out[16];
-  EXPECT_EQ(ruvo_str_ansi_to_utf8_ex(ansi, out, 8), 122u);  // 8 units fit; 9 bytes do not
-  EXPECT_EQ(ruvo_str_ansi_to_utf8_ex(ansi, out, 9), 0u);
-  EXPECT_STREQ(out, utf8);
+// in ISO 8859-1 and in code page 1252. Empty text gives a new string holding
+// the terminator; no text, or no buffer to fill, is refused.
+TEST(Charset, AnsiFormsGoThroughUtf16AndNullsAreRefused) {
+  const std::string ansi = "caf\xE9 ok", utf8 = "caf\xC3\xA9 ok";
+  const wstr wide = {'c', 'a', 'f', 0xE9, ' ', 'o', 'k'};
+  EXPECT_EQ(owned(ruvo_str_ansi_to_unicode(ansi.c_str())), wide);
+  EXPECT_EQ(owned(ruvo_str_unicode_to_ansi(wide.c_str())), ansi);
+  EXPECT_EQ(owned(ruvo_str_ansi_to_utf8(ansi.c_str())), utf8);
+  EXPECT_EQ(owned(ruvo_str_utf8_to_ansi(utf8.c_str())), ansi);
+  expect_exact_fit(ruvo_str_ansi_to_utf8_ex, ansi, utf8);  // 8 units fit; 9 bytes do not
+  expect_exact_fit(ruvo_str_ansi_to_unicode_ex, ansi, wide);
+  expect_exact_fit(ruvo_str_unicode_to_ansi_ex, wide, ansi);
   // The destination size bounds the UTF-16 text in between as well.
-  EXPECT_EQ(ruvo_str_utf8_to_ansi_ex(utf8, out, 7), RUVO_E_FAIL);
-  EXPECT_EQ(ruvo_str_utf8_to_ansi_ex(utf8, out, 8), 0u);
-  EXPECT_STREQ(out, ansi);
-  ruvo_wchar_t w[8];
-  EXPECT_EQ(ruvo_str_ansi_to_unicode_ex(ansi, w, 8), 0u);
-  EXPECT_EQ(ruvo_str_unicode_to_ansi_ex(w, out, 8), 0u);
-  EXPECT_STREQ(out, ansi);
-}
+  char out[16];
+  EXPECT_EQ(ruvo_str_utf8_to_ansi_ex(utf8.c_str(), out, 7), RUVO_E_FAIL);
+  EXPECT_EQ(ruvo_str_utf8_to_ansi_ex(utf8.c_str(), out, 8), 0u);
+  EXPECT_EQ(out, ansi);
 
-TEST(Charset, EmptyAndNullArguments) {
-  EXPECT_EQ(owned(ruvo_str_utf8_to_unicode("")), wstr());  // a new string holding the terminator
+  EXPECT_EQ(owned(ruvo_str_utf8_to_unicode("")), wstr());
   ruvo_str_free(nullptr);
-  EXPECT_EQ(ruvo_str_utf8_to_unicode(nullptr), nullptr);
-  EXPECT_EQ(ruvo_str_unicode_to_utf8(nullptr), nullptr);
-  EXPECT_EQ(ruvo_str_ansi_to_utf8(nullptr), nullptr);
-  char b[4];
+  EXPECT_FALSE(ruvo_str_utf8_to_unicode(nullptr) || ruvo_str_unicode_to_utf8(nullptr) || ruvo_str_ansi_to_utf8(nullptr));
   ruvo_wchar_t w[4];
-  EXPECT_EQ(ruvo_str_utf8_to_unicode_ex(nullptr, w, 4), RUVO_E_INVAL);
-  EXPECT_EQ(ruvo_str_utf8_to_unicode_ex("a", nullptr, 4), RUVO_E_INVAL);
+  for (uint32_t rc : {ruvo_str_utf8_to_unicode_ex(nullptr, w, 4), ruvo_str_utf8_to_unicode_ex("a", nullptr, 4),
+                      ruvo_str_unicode_to_utf8_ex(nullptr, out, 4), ruvo_str_utf8_to_ansi_ex("a", nullptr, 4),
+                      ruvo_str_ansi_to_utf8_ex(nullptr, out, 4)})
+    EXPECT_EQ(rc, RUVO_E_INVAL);
   EXPECT_EQ(ruvo_str_utf8_to_unicode_ex("a", nullptr, 0), 122u);
-  EXPECT_EQ(ruvo_str_unicode_to_utf8_ex(nullptr, b, 4), RUVO_E_INVAL);
-  EXPECT_EQ(ruvo_str_utf8_to_ansi_ex("a", nullptr, 4), RUVO_E_INVAL);
-  EXPECT_EQ(ruvo_str_ansi_to_utf8_ex(nullptr, b, 4), RUVO_E_INVAL);
 }
 
 TEST(Charset, EncodingTestsByInspection) {
@@ -179,10 +145,8 @@ TEST(Charset, EncodingTestsByInspection) {
   for (const auto &row : rows) {
     const void *p = row.bytes.data();
     const size_t n = row.bytes.size();
-    const std::string shown = testing::PrintToString(row.bytes);
-    EXPECT_EQ(ruvo_str_is_ascii(p, n), (row.yes & A) != 0) << shown;
-    EXPECT_EQ(ruvo_str_is_utf8(p, n), (row.yes & U8) != 0) << shown;
-    EXPECT_EQ(ruvo_str_is_utf16(p, n), (row.yes & U16) != 0) << shown;
+    const int got = ruvo_str_is_ascii(p, n) * A + ruvo_str_is_utf8(p, n) * U8 + ruvo_str_is_utf16(p, n) * U16;
+    EXPECT_EQ(got, row.yes) << testing::PrintToString(row.bytes);
   }
   EXPECT_EQ(ruvo_str_is_utf8(nullptr, 3) + ruvo_str_is_utf16(nullptr, 3) + ruvo_str_is_ascii(nullptr, 3), 0);
 }

@@ -159,8 +159,11 @@ template <class F> void check(const PairRow &row, F op) {
   EXPECT_EQ(out[row.cap], '#');
 }
 
-TEST(Path, AbsoluteToTable) {
-  const PairRow rows[] = {
+// A result that doesn't fit with its terminator gives null, never a cut one.
+TEST(Path, AbsoluteToAndRelativeToTables) {
+  const std::string deep = "C:\\" + std::string(256, 'a'), under = "C:\\d\\" + std::string(254, 'b');  // 259 bytes
+  const std::string deeper = deep + "a", over = under + "\\x";
+  const PairRow absolute[] = {
       {"C:/base/dir", "../x/./y", 64, "C:\\base\\x\\y"}, {"C:\\a", "..\\..\\..", 64, "C:\\"}, {"C:\\", "a", 64, "C:\\a"},
       {"C:\\a", "D:/a/../b", 64, "D:\\a\\..\\b"}, {"\\a", "..", 64, "\\"}, {"/srv", "x//y/", 64, "\\srv\\x\\y"},
       {"c:", "x", 64, "C:\\x"}, {"rel", "..", 64, "\\"}, {"a\\b", "..", 64, "a"}, {"", "x", 64, nullptr},
@@ -168,30 +171,23 @@ TEST(Path, AbsoluteToTable) {
       {"C:\\abc", "x", 6, nullptr}, {nullptr, "C:\\abcdef", 5, nullptr}, {"C:\\a\\b", "..\\..\\x", 64, "C:\\x"},
       {"C:\\a", "..\\b", 64, "C:\\b"}, {"C:", "..", 3, nullptr}, {"C:\\a", "...", 64, "C:\\a\\..."},
       {"C:\\a", ".x", 64, "C:\\a\\.x"}, {"C:\\ab", "..", 6, "C:\\"}, {"C:\\", "", 8, "C:\\"}, {"C:\\", "a", 0, nullptr},
-  };
-  for (const PairRow &row : rows) check(row, ruvo_path_absolute_to);
-  char out[8];
-  EXPECT_EQ(ruvo_path_absolute_to("C:\\", nullptr, out, 8), ruvo_path_absolute_to("C:\\", "a", nullptr, 8));
-}
-
-TEST(Path, RelativeToTable) {
-  const std::string deep = "C:\\" + std::string(256, 'a'), under = "C:\\d\\" + std::string(254, 'b');  // 259 bytes
-  const std::string deeper = deep + "a", over = under + "\\x";
-  const PairRow rows[] = {
+      {"C:\\", nullptr, 8, nullptr},
+  }, relative[] = {
       {"C:\\a", "C:\\a\\b", 64, "b"}, {"C:\\a\\b", "C:\\a", 64, ".."}, {"C:\\a\\b", "C:\\a\\c\\d", 64, "..\\c\\d"},
       {"C:\\y", "C:\\x", 64, "C:\\x"}, {"C:/a/", "c:\\a", 64, "."}, {"C:\\a", "D:\\a", 64, "D:\\a"}, {"\\a", "\\b", 64, "\\b"},
       {"\\a\\b", "\\a\\c", 64, "..\\c"}, {"C:\\ab", "C:\\abc", 64, "C:\\abc"}, {"C:\\A", "C:\\a\\x", 64, "C:\\a\\x"},
-      // A result that doesn't fit with its terminator gives null, never a cut one.
       {"C:\\a\\b", "C:\\a\\c\\d", 6, nullptr}, {"C:\\a\\b", "C:\\a", 2, nullptr}, {"C:\\y", "C:\\xyz", 6, nullptr},
       {"C:\\", deep.c_str(), 300, deep.c_str()}, {"C:\\d", under.c_str(), 300, under.c_str() + 5},
       {over.c_str(), "C:\\d", 300, nullptr}, {under.c_str(), "C:\\d\\x", 300, "..\\x"}, {under.c_str(), "C:\\d", 300, ".."},
       {"C:\\", deeper.c_str(), 300, nullptr}, {deep.c_str(), "C:\\x", 300, "C:\\x"}, {"C:\\", nullptr, 8, nullptr},
       {"C:\\", "C:\\a", 0, nullptr},
   };
-  for (const PairRow &row : rows) check(row, ruvo_path_relative_to);
-  char one[1];  // the static "."
-  EXPECT_STREQ(ruvo_path_relative_to("C:\\a", "C:/a", one, 1), ".");
-  EXPECT_EQ(ruvo_path_relative_to("C:\\", "C:\\a", nullptr, 1), ruvo_path_relative_to("C:\\", "C:\\a", one, 1));
+  for (const PairRow &row : absolute) check(row, ruvo_path_absolute_to);
+  for (const PairRow &row : relative) check(row, ruvo_path_relative_to);
+  char out[8];  // no buffer; the static "." needs none
+  EXPECT_EQ(ruvo_path_absolute_to("C:\\", "a", nullptr, 8), nullptr);
+  EXPECT_STREQ(ruvo_path_relative_to("C:\\a", "C:/a", out, 1), ".");
+  EXPECT_EQ(ruvo_path_relative_to("C:\\", "C:\\a", nullptr, 1), nullptr);
 }
 
 TEST(Path, NullBaseIsTheCurrentDirectory) {

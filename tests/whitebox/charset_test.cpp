@@ -14,6 +14,14 @@ namespace {
 
 namespace sys = ruvo::sys;
 
+// A call that fails, giving 0 or null, and sets `error` as the last error.
+template <class F>
+void expect_failure(F call, uint32_t error) {
+  sys::set_last_error(0);
+  EXPECT_FALSE(call());
+  EXPECT_EQ(sys::last_error(), error);
+}
+
 TEST(CharsetSeam, SizeQueryExactBufferAndOneShort) {
   ruvo_wchar_t w[8] = {};
   char b[8] = {};
@@ -21,27 +29,18 @@ TEST(CharsetSeam, SizeQueryExactBufferAndOneShort) {
   for (unsigned cp : {sys::code_page_utf8, sys::code_page_ansi}) {
     const char *narrow = cp == sys::code_page_utf8 ? "a\xC3\xA9" : "a\xE9";
     const int bytes = cp == sys::code_page_utf8 ? 4 : 3;
-    EXPECT_EQ(sys::to_wide(cp, narrow, nullptr, 0), 3);
-    EXPECT_EQ(sys::to_wide(cp, narrow, w, 3), 3);
+    EXPECT_EQ(sys::to_wide(cp, narrow, nullptr, 0) + sys::to_wide(cp, narrow, w, 3), 3 + 3);
     EXPECT_EQ(std::basic_string<ruvo_wchar_t>(w), wide);
-    sys::set_last_error(0);
-    EXPECT_EQ(sys::to_wide(cp, narrow, w, 2), 0);
-    EXPECT_EQ(sys::last_error(), 122u);
-    EXPECT_EQ(sys::from_wide(cp, wide, nullptr, 0), bytes);
-    EXPECT_EQ(sys::from_wide(cp, wide, b, bytes), bytes);
+    expect_failure([&] { return sys::to_wide(cp, narrow, w, 2); }, 122);
+    EXPECT_EQ(sys::from_wide(cp, wide, nullptr, 0) + sys::from_wide(cp, wide, b, bytes), 2 * bytes);
     EXPECT_STREQ(b, narrow);
-    sys::set_last_error(0);
-    EXPECT_EQ(sys::from_wide(cp, wide, b, bytes - 1), 0);
-    EXPECT_EQ(sys::last_error(), 122u);
+    expect_failure([&] { return sys::from_wide(cp, wide, b, bytes - 1); }, 122);
   }
-  for (unsigned cp : {sys::code_page_utf8, 12345u}) {  // no source; no such code page
-    sys::set_last_error(0);
-    EXPECT_EQ(sys::to_wide(cp, cp == 12345u ? "a" : nullptr, w, 8), 0);
-    EXPECT_EQ(sys::last_error(), 87u);
-    sys::set_last_error(0);
-    EXPECT_EQ(sys::from_wide(cp, cp == 12345u ? wide : nullptr, b, 8), 0);
-    EXPECT_EQ(sys::last_error(), 87u);
-  }
+  // No source; no such code page.
+  expect_failure([&] { return sys::to_wide(sys::code_page_utf8, nullptr, w, 8); }, 87);
+  expect_failure([&] { return sys::to_wide(12345u, "a", w, 8); }, 87);
+  expect_failure([&] { return sys::from_wide(sys::code_page_utf8, nullptr, b, 8); }, 87);
+  expect_failure([&] { return sys::from_wide(12345u, wide, b, 8); }, 87);
 }
 
 // Counted input has no terminator to stop at, so the last unit of a
@@ -49,25 +48,24 @@ TEST(CharsetSeam, SizeQueryExactBufferAndOneShort) {
 TEST(CharsetCodec, CountedInputFillsToTheLastUnit) {
   const char text[] = "\xC3\xA9\xF4\x8F\xBF\xBF";  // U+00E9 U+10FFFF
   char16_t w[3];
+  EXPECT_EQ(ruvo::utf::utf8_to_utf16(text, 6, w, 2), ruvo::utf::npos);
   EXPECT_EQ(ruvo::utf::utf8_to_utf16(text, 6, w, 3), 3u);
   EXPECT_EQ(std::u16string(w, 3), u"\u00E9\U0010FFFF");
-  EXPECT_EQ(ruvo::utf::utf8_to_utf16(text, 6, w, 2), ruvo::utf::npos);
   char b[6];
+  EXPECT_EQ(ruvo::utf::utf16_to_utf8(w, 3, b, 5), ruvo::utf::npos);
   EXPECT_EQ(ruvo::utf::utf16_to_utf8(w, 3, b, 6), 6u);
   EXPECT_EQ(std::string(b, 6), text);
-  EXPECT_EQ(ruvo::utf::utf16_to_utf8(w, 3, b, 5), ruvo::utf::npos);
 }
 
+// The result fails; then the UTF-16 step succeeds and the result fails.
 TEST(CharsetFaults, FailedHeapBlockGivesNullAndError14) {
   char b[16];
-  for (long succeed : {0L, 1L}) {  // the result fails; then the UTF-16 step succeeds and the result fails
+  for (long succeed : {0L, 1L}) {
     ruvo::fault::fail_allocations_after(succeed);
-    sys::set_last_error(0);
-    EXPECT_EQ(ruvo_str_ansi_to_utf8("abc"), nullptr);
-    EXPECT_EQ(sys::last_error(), 14u);
+    expect_failure([] { return ruvo_str_ansi_to_utf8("abc"); }, 14);
   }
   ruvo::fault::fail_allocations_after(0);
-  EXPECT_EQ(ruvo_str_utf8_to_unicode("abc"), nullptr);
+  expect_failure([] { return ruvo_str_utf8_to_unicode("abc"); }, 14);
   ruvo::fault::fail_allocations_after(0);
   EXPECT_EQ(ruvo_str_utf8_to_ansi_ex("abc", b, sizeof b), 14u);
   ruvo::fault::fail_allocations_after(-1);

@@ -1,5 +1,5 @@
-// The in-library log call: the record head, the gate, the source name, the
-// timestamp and the caller's error state.
+// The in-library log call: the record head, the level and its gate, the
+// source name, the timestamp and the caller's error state.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -24,7 +24,11 @@ void capture(uint32_t level, const char *format, va_list args) {
   g_records.push_back(std::to_string(level) + text);
 }
 
-TEST(LogCall, RecordHasTheFullHeadAndLeavesErrnoAlone) {
+// The record carries the whole head and leaves errno as it was. The level
+// starts at 2 (info) and takes 0 to 3 as given; any other value sets 2, also
+// one just above 3: it is not clamped. [fatal] and [error] are level 0 and
+// pass at every level, [warn] too is dropped at level 0.
+TEST(LogCall, RecordHeadLevelAndGate) {
   ASSERT_EQ(ruvo_log_output_register(&capture), 0);
   errno = ERANGE;
   const int line = __LINE__ + 1;
@@ -36,25 +40,23 @@ TEST(LogCall, RecordHasTheFullHeadAndLeavesErrnoAlone) {
   EXPECT_EQ(r.substr(22), " [warn] [pid:" + std::to_string(ruvo::sys::process_id()) + "] [tid:" +
                               std::to_string(ruvo::sys::thread_id()) + "] [kel] [log_test:" +
                               std::to_string(line) + "] pclose failed 42\n");
-}
-
-// [fatal] and [error] are level 0 and pass at every level, [warn] too is
-// dropped at level 0.
-TEST(LogCall, GatePassesRecordsAtOrBelowTheCurrentLevel) {
-  ASSERT_EQ(ruvo_log_output_register(&capture), 0);
-  std::string words;
-  for (uint32_t level = 0; level <= 3; ++level) {
-    ruvo_log_level_set(level);
+  const char *const passing[] = {"fatal error ", "fatal error warn ", "fatal error warn info ",
+                                 "fatal error warn info debug "};
+  const std::pair<uint32_t, int32_t> steps[] = {{3, 3}, {0, 0}, {7, 2}, {1, 1}, {4, 2}, {0, 0}, {UINT32_MAX, 2}};
+  for (int i = -1; i < int(std::size(steps)); ++i) {
+    const int32_t level = i < 0 ? 2 : steps[i].second;
+    if (i >= 0) ruvo_log_level_set(steps[i].first);
+    ASSERT_EQ(ruvo_log_level_get(), level) << i;
+    g_records.clear();
     RUVO_LOG(RUVO_LOG_ERROR, "fatal", "fatal");
     RUVO_LOG(RUVO_LOG_ERROR, "error", "error");
     RUVO_LOG(RUVO_LOG_WARN, "warn", "warn");
     RUVO_LOG(RUVO_LOG_INFO, "info", "info");
     RUVO_LOG(RUVO_LOG_DEBUG, "debug", "debug");
-    for (const std::string &r : g_records) words += r.substr(r.rfind(' ') + 1) + " ";
-    words += "| ";
-    g_records.clear();
+    std::string words;
+    for (const std::string &record : g_records) words += record.substr(record.rfind(' ') + 1) + " ";
+    EXPECT_EQ(words, passing[level]) << i;
   }
-  EXPECT_EQ(words, "fatal error | fatal error warn | fatal error warn info | fatal error warn info debug | ");
 }
 
 TEST(SourceStem, IsTheFileNameWithoutFoldersOrExtension) {
