@@ -11,6 +11,7 @@
 #include <ctime>
 
 #include "handle.hpp"
+#include "wide_arg.hpp"
 #include "internal/dll_api.hpp"
 #include "internal/log.hpp"
 #include "ruvo/base/charset.h"
@@ -21,23 +22,7 @@ namespace {
 // The path limit of the family, in UTF-16 units with the terminator.
 constexpr size_t kMaxPath = 260;
 
-// A UTF-16 heap copy of a UTF-8 argument; null when the argument is null or
-// does not convert.
-class wide_arg {
- public:
-  explicit wide_arg(const char *text) noexcept
-      : text_(text == nullptr ? nullptr : ruvo_str_utf8_to_unicode(text)) {}
-  ~wide_arg() {
-    ruvo::win::last_error_guard keep;
-    ruvo_str_free(text_);
-  }
-  wide_arg(const wide_arg &) = delete;
-  wide_arg &operator=(const wide_arg &) = delete;
-  const wchar_t *get() const noexcept { return text_; }
-
- private:
-  wchar_t *text_;
-};
+using ruvo::win::wide_arg;
 
 bool is_separator(wchar_t c) noexcept { return c == L'\\' || c == L'/'; }
 

@@ -11,31 +11,17 @@
 
 #include "ruvo/base/charset.h"
 #include "handle.hpp"
+#include "wide_arg.hpp"
 
 namespace {
 
-using converter = wchar_t *(*)(const char *) noexcept;
+using ruvo::win::converter;
+using ruvo::win::wide_arg;
 
 // Work buffer of ruvo_path_absolute_w, in UTF-8 bytes.
 constexpr size_t kAbsolute = 4096;
 // From this length on a path needs the "\\?\" prefix.
 constexpr size_t kMaxPath = 260;
-
-// A UTF-16 copy of a narrow argument, freed when it leaves scope.
-class wide_arg {
- public:
-  wide_arg(const char *text, converter convert) noexcept : text_(convert(text)) {}
-  ~wide_arg() {
-    ruvo::win::last_error_guard keep;
-    ruvo_str_free(text_);
-  }
-  wide_arg(const wide_arg &) = delete;
-  wide_arg &operator=(const wide_arg &) = delete;
-  const wchar_t *get() const noexcept { return text_; }
-
- private:
-  wchar_t *text_;
-};
 
 bool empty(const char *path) noexcept { return path == nullptr || path[0] == '\0'; }
 bool empty(const wchar_t *path) noexcept { return path == nullptr || path[0] == L'\0'; }
