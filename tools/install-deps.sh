@@ -7,8 +7,11 @@ what=${1:-all}
 export HOME=${HOME:-$(getent passwd "$(id -u)" | cut -d: -f6)}
 
 common=(cmake make g++ python3 googletest)
-windows=(g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine wine64)
-native=(clang libclang-rt-14-dev libbenchmark-dev uthash-dev robin-map-dev libabsl-dev unzip)
+windows=(g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine wine64
+         libz-mingw-w64-dev)
+# libzip and libarchive are the zip benchmark's peers only.
+native=(clang libclang-rt-14-dev libbenchmark-dev uthash-dev robin-map-dev libabsl-dev unzip
+        zlib1g-dev libzip-dev libarchive-dev pkg-config)
 
 want=("${common[@]}")
 case "$what" in
