@@ -49,8 +49,15 @@ void check(bool ok) {
 
 }  // namespace
 
+// One scratch archive per process, removed when the process ends.
+struct Scratch {
+  std::string path = "/tmp/ruvo_zip_fuzz_" + std::to_string(getpid()) + ".zip";
+  ~Scratch() { std::remove(path.c_str()); }
+};
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  static const std::string zip = "/tmp/ruvo_zip_fuzz_" + std::to_string(getpid()) + ".zip";
+  static const Scratch scratch;
+  const std::string &zip = scratch.path;
   FuzzedDataProvider in(data, size);
   const std::string password = in.ConsumeBool() ? c_text(in, 16) : "";
   std::vector<std::pair<std::string, std::string>> want;  // name, data
