@@ -19,6 +19,7 @@
 #include <windows.h>
 
 #include "ruvo/base/dir.h"
+#include "ruvo/base/file.h"
 #include "ruvo/base/path.h"
 #endif
 
@@ -203,6 +204,23 @@ void show_paths_and_directories() {
     }
     ruvo_wildcard_path_free(&hits);
   }
+  // Rotate a log: copy it into an archive folder that does not exist yet,
+  // check the copy by digest, then move the live file aside.
+  char live[700], archived[700], aside[700], hex[65];
+  std::snprintf(live, sizeof live, "%s/app-1.log", day);
+  std::snprintf(archived, sizeof archived, "%s/archive/2026-11/app-1.log", root);
+  std::snprintf(aside, sizeof aside, "%s/app-1.old", day);
+  if (FILE *f = ruvo_file_open(live, "w")) {
+    std::fputs("service started\n", f);
+    ruvo_file_close(f);
+  }
+  const int32_t copied = ruvo_file_copy(live, archived);
+  std::printf("  copy app-1.log into archive/2026-11 (missing): %d, %llu bytes\n", copied,
+              static_cast<unsigned long long>(ruvo_file_size(archived)));
+  if (ruvo_file_sha256_str(archived, hex, sizeof hex) == 0)
+    std::printf("  sha256 %s, same as the live file: %s\n", hex,
+                ruvo_file_compare_by_sha256(live, archived) == 0 ? "yes" : "no");
+  std::printf("  rename app-1.log to app-1.old: %d\n", ruvo_file_rename(live, aside));
   ruvo_dirutils_rmdir(root);
   std::printf("  removed; exists afterwards: %d\n", ruvo_path_is_exist_u(root));
 }

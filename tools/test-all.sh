@@ -51,6 +51,7 @@ export WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" LC_ALL=C.UTF-8
 if step "windows: configure" cmake --preset windows >/dev/null &&
    step "windows: build" cmake --build --preset windows; then
   step "windows: exports" "$top/tools/check-dll.sh" build/windows/bin/libruvobase.dll
+  step "windows: algo exports" "$top/tools/check-algo-dll.sh" build/windows/bin/libruvoalgo.dll
   tools/wine-up.sh
   step "windows: test" run_ctest --preset windows
   wineserver -k || true
