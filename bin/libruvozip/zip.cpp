@@ -66,6 +66,10 @@ struct Archive {
 
 Archive *as_archive(void *zip) noexcept { return static_cast<Archive *>(zip); }
 
+// The stream is unbuffered (Archive::out buffers entry data), so a write the
+// file system refuses fails the call that made it, not a later close.
+bool unbuffered(Archive *a) noexcept { return std::setvbuf(a->file, nullptr, _IONBF, 0) == 0; }
+
 bool write_all(Archive *a, const void *p, size_t n) noexcept {
   if (n != 0 && std::fwrite(p, 1, n, a->file) != n) return false;
   a->pos += n;
@@ -78,7 +82,7 @@ Archive *open_new(const char *path) noexcept {
   Archive *a = new (std::nothrow) Archive;
   if (a == nullptr) return nullptr;
   a->file = std::fopen(path, "wb");
-  if (a->file != nullptr) return a;
+  if (a->file != nullptr && unbuffered(a)) return a;
   delete a;
   return nullptr;
 }
@@ -88,7 +92,7 @@ Archive *open_existing(const char *path) noexcept {
   if (a == nullptr) return nullptr;
   a->file = std::fopen(path, "r+b");
   Directory dir;
-  if (a->file == nullptr || read_directory(a->file, &dir) != RUVO_ZIP_OK ||
+  if (a->file == nullptr || !unbuffered(a) || read_directory(a->file, &dir) != RUVO_ZIP_OK ||
       !a->central.append(dir.central.data(), dir.central.size()) ||
       !a->comment.append(dir.comment.data(), dir.comment.size()) || !seek_to(a->file, dir.offset)) {
     delete a;
@@ -137,7 +141,7 @@ int run_deflate(Archive *a, int flush) noexcept {
     e.z.avail_out = static_cast<uInt>(kOutSize - e.out_used);
     const int r = deflate(&e.z, flush);
     e.out_used = kOutSize - e.z.avail_out;
-    if (r != Z_OK && r != Z_STREAM_END && r != Z_BUF_ERROR) return RUVO_ZIP_INTERNALERROR;
+    if (r != Z_OK && r != Z_STREAM_END) return RUVO_ZIP_INTERNALERROR;
     if (e.out_used == kOutSize && !flush_out(a)) return RUVO_ZIP_ERRNO;
     if (flush == Z_FINISH ? r == Z_STREAM_END : e.z.avail_in == 0) return RUVO_ZIP_OK;
   }

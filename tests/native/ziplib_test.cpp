@@ -3,7 +3,11 @@
 // archives) read back by Python's zipfile and unzip -t through
 // tests/data/zip_oracle.py and by the test reader; bad input by table.
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <stdlib.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <zlib.h>
 
 #include <chrono>
@@ -370,6 +374,32 @@ TEST_F(ZipLib, BadInputIsRefused) {
   const ruvo_test::ZipRead got = ruvo_test::read_zip(slurp(path("bad.zip")), "pw");
   EXPECT_EQ(got.comment, "");
   EXPECT_NE(got.error, "");  // the cipher entry's check byte is wrong on purpose
+}
+
+// A write the file system refuses (past a file size limit, in a child) fails
+// the call that made it. The child's status is the step that failed, 0 for none.
+TEST_F(ZipLib, RefusedWritesFailTheCallThatMadeThem) {
+  const std::string zip = path("limit.zip"), data(100000, 'd');
+  auto build = [&](rlim_t limit) {
+    const pid_t pid = fork();
+    if (pid == 0) {
+      signal(SIGXFSZ, SIG_IGN);
+      const rlimit rl{limit, limit};
+      setrlimit(RLIMIT_FSIZE, &rl);
+      void *zf = ruvoZipOpen64(zip.c_str(), 0);
+      if (ruvoZipOpenNewFileInZip64(zf, "a", nullptr, nullptr, 0, nullptr, 0, nullptr, 0, 0, 0) != 0) _exit(1);
+      if (ruvoZipWriteInFileInZip(zf, data.data(), 100000) != 0) _exit(2);
+      if (ruvoZipCloseFileInZip(zf) != 0) _exit(3);
+      _exit(ruvoZipClose(zf, "comment") != 0 ? 4 : 0);
+    }
+    int status = -1;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  };
+  // Local header 31 bytes, data 100000, central record 47, end 22 + 7.
+  const rlim_t limits[] = {10, 1000, 66000, 100040, 100106, 100107};
+  const int steps[] = {1, 2, 3, 4, 4, 0};
+  for (size_t i = 0; i < std::size(limits); ++i) EXPECT_EQ(build(limits[i]), steps[i]) << "limit " << limits[i];
 }
 
 // Adding with a shorter comment than the archive had leaves no old bytes
