@@ -286,7 +286,10 @@ TEST_F(ZipLib, BadInputIsRefused) {
   const std::string good = slurp(path("ok.zip"));
   spill(path("cut.zip"), good.substr(0, good.size() - 1));
   spill(path("prefixed.zip"), "MZ" + good);
-  for (const char *p : {"text", "empty", "missing.zip", "cut.zip", "prefixed.zip"}) {
+  // A Zip64 locator at the very start that points to no Zip64 end record.
+  spill(path("locator.zip"), std::string("PK\x06\x07", 4) + std::string(16, '\0') + good.substr(0, 16) +
+                                 std::string("\x14\0\0\0\0\0", 6));
+  for (const char *p : {"text", "empty", "missing.zip", "cut.zip", "prefixed.zip", "locator.zip"}) {
     EXPECT_EQ(ruvoZipOpen64(path(p).c_str(), RUVO_ZIP_APPEND_ADD), nullptr) << p;
   }
   EXPECT_EQ(ruvoZipOpen64(nullptr, 0), nullptr);
@@ -407,6 +410,8 @@ TEST_F(ZipLib, RefusedWritesFailTheCallThatMadeThem) {
 TEST_F(ZipLib, ShorterCommentOnAddTruncatesTheFile) {
   const std::string zip = path("c.zip");
   void *zf = ruvoZipOpen64(zip.c_str(), 0);
+  // An entry without a name: its central record is the bare 46 bytes.
+  ASSERT_EQ(ruvoZipOpenNewFileInZip64(zf, "", nullptr, nullptr, 0, nullptr, 0, nullptr, 0, 0, 0), 0);
   ASSERT_EQ(ruvoZipClose(zf, "a long comment of the first version"), 0);
   zf = ruvoZipOpen64(zip.c_str(), 2);
   ASSERT_NE(zf, nullptr);
@@ -414,7 +419,8 @@ TEST_F(ZipLib, ShorterCommentOnAddTruncatesTheFile) {
   const ruvo_test::ZipRead got = ruvo_test::read_zip(slurp(zip));
   EXPECT_EQ(got.error, "");
   EXPECT_EQ(got.comment, "short");
-  EXPECT_EQ(slurp(zip).size(), 22u + 5u);
+  EXPECT_EQ(got.items.size(), 1u);
+  EXPECT_EQ(slurp(zip).size(), 30u + 46u + 22u + 5u);
 }
 
 }  // namespace
