@@ -140,6 +140,23 @@ TEST_F(WinZip, CompressPacksOneFileWithOrWithoutPassword) {
   EXPECT_EQ(got.items[2].name, "missing.txt");
 }
 
+// Sizes are held in 32 signed bits: 2^31 - 1 bytes are packed, 2^31 refused
+// before the archive is touched. The files are sparse, so only reading costs.
+TEST_F(WinZip, CompressTakesFilesBelowTwoGiB) {
+  const std::string zip = root_ + "\\z0.zip", big = root_ + "\\b.bin";
+  for (const LONGLONG size : {LONGLONG{1} << 31, (LONGLONG{1} << 31) - 1}) {
+    HANDLE h = ::CreateFileA(big.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+    LARGE_INTEGER at;
+    at.QuadPart = size;
+    ASSERT_TRUE(::SetFilePointerEx(h, at, nullptr, FILE_BEGIN) && ::SetEndOfFile(h));
+    ::CloseHandle(h);
+    EXPECT_EQ(ruvo_compress_zip(zip.c_str(), big.c_str(), nullptr), size < (LONGLONG{1} << 31) ? 1 : 0);
+    EXPECT_EQ(::GetFileAttributesA(zip.c_str()) != INVALID_FILE_ATTRIBUTES, size < (LONGLONG{1} << 31));
+  }
+  // An entry that can't start (its name is too long for the format) fails.
+  EXPECT_EQ(ruvo_compress_zip(zip.c_str(), (root_ + "\\" + std::string(70000, 'x')).c_str(), nullptr), 0);
+}
+
 TEST_F(WinZip, GetFileCrcReadsTheFile) {
   const std::string a = put("a.txt", "123456789");
   char buf[1024];
