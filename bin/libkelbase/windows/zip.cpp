@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <time.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -12,7 +13,6 @@
 #include "ruvo/base/file.h"
 #include "ruvo/base/memory.h"
 #include "ruvo/base/path.h"
-#include "ruvo/base/str.h"
 #include "ruvo/base/zip.h"
 #include "ruvo/zip/zip.h"
 
@@ -56,10 +56,9 @@ ruvo_zip_fileinfo_st utc_info(__time64_t mtime) noexcept {
 // Copies the open file into the open entry; the last write's result, or 1
 // when reading fails.
 int32_t copy_into_entry(void *zf, FILE *f) noexcept {
-  char buf[kPiece];
   int32_t result = 0;
   while (!std::feof(f)) {
-    std::memset(buf, 0, sizeof buf);
+    char buf[kPiece] = {};
     const size_t got = std::fread(buf, 1, sizeof buf, f);
     result = ruvoZipWriteInFileInZip(zf, buf, static_cast<uint32_t>(got));
     if (std::ferror(f)) return 1;
@@ -71,7 +70,7 @@ int32_t copy_into_entry(void *zf, FILE *f) noexcept {
 bool copy_exact(void *zf, FILE *f, uint32_t size) noexcept {
   char buf[kPiece];
   while (size > 0) {
-    const size_t want = size < kPiece ? size : kPiece;
+    const size_t want = std::min<size_t>(size, kPiece);
     if (std::fread(buf, 1, want, f) != want) return false;
     size -= static_cast<uint32_t>(want);
     ruvoZipWriteInFileInZip(zf, buf, static_cast<uint32_t>(want));
