@@ -25,12 +25,6 @@ class ZipCrypto {
     return plain ^ mask;
   }
 
-  uint8_t decrypt(uint8_t cipher) noexcept {
-    const uint8_t plain = cipher ^ stream_byte();
-    update(plain);
-    return plain;
-  }
-
  private:
   static uint32_t crc_step(uint32_t crc, uint8_t byte) noexcept {
     return static_cast<uint32_t>(get_crc_table()[(crc ^ byte) & 0xFF]) ^ (crc >> 8);
