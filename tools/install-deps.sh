@@ -7,9 +7,11 @@ what=${1:-all}
 export HOME=${HOME:-$(getent passwd "$(id -u)" | cut -d: -f6)}
 
 common=(cmake make g++ python3 openssl googletest)
-windows=(g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine wine64)
+windows=(g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine wine64
+         libz-mingw-w64-dev)
+# GLib, inih, OpenSSL, libzip and libarchive are benchmark peers only.
 native=(clang libclang-rt-14-dev libbenchmark-dev uthash-dev robin-map-dev libabsl-dev unzip
-        pkg-config libglib2.0-dev libinih-dev libssl-dev)
+        zlib1g-dev pkg-config libglib2.0-dev libinih-dev libssl-dev libzip-dev libarchive-dev)
 
 want=("${common[@]}")
 case "$what" in
