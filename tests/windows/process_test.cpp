@@ -200,25 +200,29 @@ TEST(Process, InfoTimesAndMemoryAgreeWithThePlatform) {
   ASSERT_EQ(::WaitForSingleObject(c.proc.handle, 20000), WAIT_OBJECT_0);
   FILETIME created, exited, kernel, user;
   ASSERT_TRUE(::GetProcessTimes(c.proc.handle, &created, &exited, &kernel, &user));
-  PROCESS_MEMORY_COUNTERS_EX mem{};
-  ASSERT_TRUE(::GetProcessMemoryInfo(c.proc.handle, reinterpret_cast<PROCESS_MEMORY_COUNTERS *>(&mem),
-                                     sizeof mem));
   const auto as64 = [](FILETIME t) { return (uint64_t{t.dwHighDateTime} << 32) | t.dwLowDateTime; };
   ruvo_process_cpu_ticks_st ticks{};
   ASSERT_EQ(ruvo_process_get_proc_cpu_ticks(&c.proc, &ticks), 1);
   EXPECT_EQ(ticks.user, as64(user));
   EXPECT_EQ(ticks.kernel, as64(kernel));
   EXPECT_EQ(ticks.total, as64(user) + as64(kernel));
-  uint64_t bytes[2] = {~0ull, ~0ull};
-  ASSERT_EQ(ruvo_process_get_memory_usage(&c.proc, 0, &bytes[0]), 1);
-  ASSERT_EQ(ruvo_process_get_memory_usage(&c.proc, 1, &bytes[1]), 1);
-  EXPECT_EQ(bytes[0], mem.PrivateUsage);
-  EXPECT_EQ(bytes[1], mem.PeakWorkingSetSize);
 
-  // The info of a live child, asked one out at a time and all at once.
+  // Memory and info of a live child, held still; info asked one out at a
+  // time and all at once.
   shared_block *b = open_block(block_name(), true);
   child live("counter", {block_name()});
   wait_for_count(b, 0);
+  ASSERT_EQ(ruvo_process_suspend(live.proc.pid), 1);
+  ::Sleep(50);
+  PROCESS_MEMORY_COUNTERS_EX mem{};
+  ASSERT_TRUE(::GetProcessMemoryInfo(
+      live.proc.handle, reinterpret_cast<PROCESS_MEMORY_COUNTERS *>(&mem), sizeof mem));
+  uint64_t bytes[2] = {~0ull, ~0ull};
+  ASSERT_EQ(ruvo_process_get_memory_usage(&live.proc, 0, &bytes[0]), 1);
+  ASSERT_EQ(ruvo_process_get_memory_usage(&live.proc, 1, &bytes[1]), 1);
+  EXPECT_EQ(bytes[0], mem.PrivateUsage);
+  EXPECT_EQ(bytes[1], mem.PeakWorkingSetSize);
+  EXPECT_NE(bytes[1], 0u);
   ASSERT_TRUE(::GetProcessTimes(live.proc.handle, &created, &exited, &kernel, &user));
   const int64_t start = static_cast<int64_t>((as64(created) - 116444736000000000ull) / 10000000);
   DWORD session = 0;
