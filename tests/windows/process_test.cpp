@@ -7,7 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "ruvo/base/charset.h"
@@ -82,6 +84,52 @@ std::string utf8(const std::wstring &w) {
   std::string s(t);
   ruvo_str_free(t);
   return s;
+}
+
+// While one lives, an entry of ntdll jumps to a stand-in of the test's: for
+// answers no test system gives (a critical child, a system older than NT 6)
+// and one Wine lacks (ProcessBreakOnTermination, on which kill rests). Only
+// the call under test may use the entry meanwhile.
+class ntdll_patch {
+ public:
+  ntdll_patch(const char *entry, const void *to) {
+    target_ = reinterpret_cast<unsigned char *>(
+        ::GetProcAddress(::GetModuleHandleA("ntdll.dll"), entry));
+    unsigned char jump[12] = {0x48, 0xB8, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xE0};  // mov rax; jmp rax
+    std::memcpy(jump + 2, &to, sizeof to);
+    DWORD old;
+    ::VirtualProtect(target_, sizeof jump, PAGE_EXECUTE_READWRITE, &old);
+    std::memcpy(saved_, target_, sizeof saved_);
+    write(jump);
+  }
+  ~ntdll_patch() { write(saved_); }
+
+ private:
+  void write(const unsigned char *code) {
+    std::memcpy(target_, code, sizeof saved_);
+    ::FlushInstructionCache(::GetCurrentProcess(), target_, sizeof saved_);
+  }
+  unsigned char *target_;
+  unsigned char saved_[12];
+};
+
+LONG g_status;
+ULONG g_critical;
+LONG WINAPI break_on_termination(HANDLE, ULONG, void *out, ULONG, ULONG *) {
+  *static_cast<ULONG *>(out) = g_critical;
+  return g_status;
+}
+LONG WINAPI windows_xp(OSVERSIONINFOW *version) {
+  version->dwMajorVersion = 5;
+  version->dwMinorVersion = 1;
+  return 0;
+}
+
+int32_t kill_with_answer(uint32_t pid, int32_t wait, LONG status, ULONG critical) {
+  g_status = status;
+  g_critical = critical;
+  ntdll_patch fake("NtQueryInformationProcess", reinterpret_cast<const void *>(&break_on_termination));
+  return ruvo_process_kill(pid, wait);
 }
 
 TEST(Process, RefusesBadInputWithItsError) {
@@ -167,12 +215,26 @@ TEST(Process, PathAndCommandLineOfAChild) {
   }
   wchar_t *wtext = nullptr;
   char *text = nullptr;
-  ASSERT_EQ(ruvo_process_get_cmd_w(c.proc.pid, &wtext), 1);
-  ASSERT_EQ(ruvo_process_get_cmd(c.proc.pid, &text), 1);
-  EXPECT_EQ(std::wstring(wtext), c.command);
-  EXPECT_EQ(std::string(text), utf8(c.command));
-  ruvo_str_free(wtext);
-  ruvo_str_free(text);
+  for (const bool before_nt6 : {false, true}) {
+    {
+      // An older system reads the offsets form first, and on a normalised
+      // block goes on with the absolute one.
+      std::unique_ptr<ntdll_patch> old;
+      if (before_nt6) old = std::make_unique<ntdll_patch>("RtlGetVersion", reinterpret_cast<const void *>(&windows_xp));
+      ASSERT_EQ(ruvo_process_get_cmd_w(c.proc.pid, &wtext), 1);
+    }
+    ASSERT_EQ(ruvo_process_get_cmd(c.proc.pid, &text), 1);
+    EXPECT_EQ(std::wstring(wtext), c.command);
+    EXPECT_EQ(std::string(text), utf8(c.command));
+    ruvo_str_free(wtext);
+    ruvo_str_free(text);
+  }
+  const size_t blocks = ruvo_test::busy_process_heap_blocks();
+  for (int i = 0; i < 20; ++i) {
+    ASSERT_EQ(ruvo_process_get_cmd(c.proc.pid, &text), 1);
+    ruvo_str_free(text);
+  }
+  EXPECT_LT(ruvo_test::busy_process_heap_blocks(), blocks + 10);  // the wide copy is freed
 }
 
 TEST(Process, EmptyCommandLineGivesAnEmptyString) {
@@ -293,7 +355,9 @@ TEST(Process, ExistenceByIdNameAndPath) {
   const ruvo_process_st by_pid{nullptr, missing};
   EXPECT_EQ(ruvo_process_is_exist(missing), 0);
   EXPECT_EQ(ruvo_process_get_path_w(missing, path + 200, 8), 0);
+  wchar_t *wtext = nullptr;
   EXPECT_EQ(ruvo_process_get_cmd(missing, &text), 0);
+  EXPECT_EQ(ruvo_process_get_cmd_w(missing, &wtext), 0);
   EXPECT_EQ(ruvo_process_kill(missing, 0), 0);
   EXPECT_EQ(ruvo_process_suspend(missing), 0);
   EXPECT_EQ(ruvo_process_resume(missing), 0);
@@ -354,6 +418,34 @@ TEST(Process, KillEndsTheProcessWithTheDebuggerStatus) {
   ASSERT_TRUE(::GetExitCodeProcess(c.proc.handle, &code));
   EXPECT_EQ(code, 0x40010004u);
   EXPECT_EQ(ruvo_process_kill(c.proc.pid, 1), 1);  // already ending: still a success
+}
+
+TEST(Process, KillRefusesCriticalProcessesAndTakesTerminatingOnes) {
+  ruvo_test::watchdog dog("process kill", 60);
+  shared_block *b = open_block(block_name(), true);
+  child c("counter", {block_name()});
+  wait_for_count(b, 0);
+  const struct {
+    LONG status;
+    ULONG critical;
+    int32_t result;
+    DWORD error;
+  } rows[] = {
+      {0, 1, 0, ERROR_ACCESS_DENIED},                        // critical: never ended
+      {static_cast<LONG>(0xC0000008), 0, 0, ERROR_INVALID_HANDLE},  // the query's failure
+      {static_cast<LONG>(0xC000010A), 0, 1, 0},              // ending already: nothing to do
+  };
+  for (const auto &row : rows) {
+    ::SetLastError(0);
+    EXPECT_EQ(kill_with_answer(c.proc.pid, 0, row.status, row.critical), row.result);
+    EXPECT_EQ(::GetLastError(), row.error);
+    EXPECT_EQ(::WaitForSingleObject(c.proc.handle, 0), WAIT_TIMEOUT);
+  }
+  EXPECT_EQ(kill_with_answer(c.proc.pid, 1, 0, 0), 1);
+  EXPECT_EQ(::WaitForSingleObject(c.proc.handle, 0), WAIT_OBJECT_0);
+  DWORD code = 0;
+  EXPECT_TRUE(::GetExitCodeProcess(c.proc.handle, &code));
+  EXPECT_EQ(code, 0x40010004u);
 }
 
 }  // namespace
