@@ -4,6 +4,7 @@
 // values come from the Win32 calls themselves.
 #include <windows.h>
 #include <psapi.h>
+#include <winternl.h>
 
 #include <gtest/gtest.h>
 
@@ -34,6 +35,18 @@ shared_block *open_block(const std::string &name, bool create) {
 
 int counter_main(const std::vector<std::string> &args) {
   shared_block *b = open_block(args.at(0), false);
+  if (args.size() > 1 && args[1] == "offsets") {
+    // The parameters as a system before NT 6 may leave them: offsets from
+    // the block, flag bit 0 clear.
+    HMODULE ntdll = ::GetModuleHandleA("ntdll.dll");
+    const auto query = reinterpret_cast<LONG(WINAPI *)(HANDLE, ULONG, void *, ULONG, ULONG *)>(
+        reinterpret_cast<void (*)()>(::GetProcAddress(ntdll, "NtQueryInformationProcess")));
+    const auto denormalize = reinterpret_cast<void *(WINAPI *)(void *)>(
+        reinterpret_cast<void (*)()>(::GetProcAddress(ntdll, "RtlDeNormalizeProcessParams")));
+    PROCESS_BASIC_INFORMATION basic{};
+    query(::GetCurrentProcess(), 0, &basic, sizeof basic, nullptr);
+    denormalize(basic.PebBaseAddress->ProcessParameters);
+  }
   for (;;) {
     ::InterlockedIncrement(&b->count);
     ::Sleep(1);
@@ -125,6 +138,10 @@ LONG WINAPI windows_xp(OSVERSIONINFOW *version) {
   return 0;
 }
 
+LONG WINAPI access_denied(HANDLE *, ACCESS_MASK, void *, void *) {
+  return static_cast<LONG>(0xC0000022);
+}
+
 int32_t kill_with_answer(uint32_t pid, int32_t wait, LONG status, ULONG critical) {
   g_status = status;
   g_critical = critical;
@@ -171,7 +188,6 @@ TEST(Process, RefusesBadInputWithItsError) {
       {[&] { return ruvo_process_get_proc_cpu_ticks(&pid_only, &ticks); }, ERROR_INVALID_HANDLE},
       {[&] { return ruvo_process_is_child(0, 0); }, 87},
       {[&] { return ruvo_process_is_child(4, 1); }, 87},
-      {[&] { return ruvo_process_is_child(self, 0); }, ERROR_NOT_FOUND},
       {[&] { return ruvo_process_kill(0, 0); }, 87},
       {[&] { return ruvo_process_kill(4, 1); }, 87},
       {[&] { return ruvo_process_suspend(0); }, 87},
@@ -182,17 +198,30 @@ TEST(Process, RefusesBadInputWithItsError) {
       {[&] { return ruvo_process_path_is_exist_w(L"", nullptr, &u32); }, 87},
       {[&] { return ruvo_process_path_is_exist(nullptr, "", &u32); }, 87},
       {[&] { return ruvo_process_path_is_exist("", nullptr, &u32); }, 87},
-      {[&] { return ruvo_process_path_is_exist(long_name.c_str(), "C:\\a.exe", &u32); }, 1168},
       {[&] { return ruvo_process_path_and_pid_is_exist("C:\\a.exe", self); }, 0},
       {[&] { return ruvo_process_wait(nullptr, 0, &u32); }, 87},
       {[&] { return ruvo_process_wait(&negative, 0, &u32); }, 87},
       {[&] { return ruvo_process_wait(&pid_only, intptr_t{0xFFFFFFFF}, &u32); }, 87},
   };
-  for (size_t i = 0; i < std::size(rows); ++i) {
-    ::SetLastError(0);
-    EXPECT_EQ(rows[i].call(), 0) << "row " << i;
-    EXPECT_EQ(::GetLastError(), rows[i].error) << "row " << i;
+  // Refused before anything is opened: an open here would give 5.
+  DWORD errors[std::size(rows)];
+  {
+    ntdll_patch no_open("NtOpenProcess", reinterpret_cast<const void *>(&access_denied));
+    for (size_t i = 0; i < std::size(rows); ++i) {
+      ::SetLastError(0);
+      EXPECT_EQ(rows[i].call(), 0) << "row " << i;
+      errors[i] = ::GetLastError();
+    }
   }
+  for (size_t i = 0; i < std::size(rows); ++i) EXPECT_EQ(errors[i], rows[i].error) << "row " << i;
+  ::SetLastError(0);
+  EXPECT_EQ(ruvo_process_is_child(self, 0), 0);
+  EXPECT_EQ(::GetLastError(), ERROR_NOT_FOUND);
+  // A name too long for the buffer matches nothing; but under Wine a
+  // process that is ending has an empty name, and refuses its modules (5).
+  ::SetLastError(0);
+  EXPECT_EQ(ruvo_process_path_is_exist(long_name.c_str(), "C:\\a.exe", &u32), 0);
+  EXPECT_TRUE(::GetLastError() == ERROR_NOT_FOUND || ::GetLastError() == ERROR_ACCESS_DENIED);
 }
 
 TEST(Process, PathAndCommandLineOfAChild) {
@@ -235,6 +264,19 @@ TEST(Process, PathAndCommandLineOfAChild) {
     ruvo_str_free(text);
   }
   EXPECT_LT(ruvo_test::busy_process_heap_blocks(), blocks + 10);  // the wide copy is freed
+}
+
+TEST(Process, CommandLineHeldAsOffsets) {
+  shared_block *b = open_block(block_name(), true);
+  child c("counter", {block_name(), "offsets"});
+  wait_for_count(b, 0);
+  wchar_t *text = nullptr;
+  {
+    ntdll_patch old("RtlGetVersion", reinterpret_cast<const void *>(&windows_xp));
+    ASSERT_EQ(ruvo_process_get_cmd_w(c.proc.pid, &text), 1);
+  }
+  EXPECT_EQ(std::wstring(text), c.command);
+  ruvo_str_free(text);
 }
 
 TEST(Process, EmptyCommandLineGivesAnEmptyString) {
