@@ -67,6 +67,28 @@ int run_child(const char *name, const std::vector<std::string> &args, std::strin
 #endif
 }
 
+#if defined(_WIN32)
+void *start_child(const char *name, const std::vector<std::string> &args, unsigned long *pid,
+                  std::wstring *command_line) {
+  std::string command = quote(self_path()) + " --ruvo-child=" + name;
+  for (const auto &arg : args) command += " " + quote(arg);
+  std::wstring wide(command.size() + 1, L'\0');
+  wide.resize(static_cast<size_t>(::MultiByteToWideChar(CP_UTF8, 0, command.c_str(), -1,
+                                                        wide.data(), static_cast<int>(wide.size())) -
+                                  1));
+  if (command_line != nullptr) *command_line = wide;
+  STARTUPINFOW si{};
+  si.cb = sizeof si;
+  PROCESS_INFORMATION pi{};
+  if (!::CreateProcessW(nullptr, wide.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si,
+                        &pi))
+    return nullptr;
+  ::CloseHandle(pi.hThread);
+  *pid = pi.dwProcessId;
+  return pi.hProcess;
+}
+#endif
+
 bool under_wine() {
 #if defined(_WIN32)
   HMODULE ntdll = ::GetModuleHandleA("ntdll.dll");

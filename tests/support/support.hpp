@@ -24,6 +24,13 @@ bool register_child(const char *name, child_fn fn);
 int run_child(const char *name, const std::vector<std::string> &args,
               std::string *output = nullptr);
 
+// Starts this test program as the child `name` with `args` (UTF-8) and
+// returns at once with its process handle, which the caller closes, and its
+// id in *pid; null when it could not start. The whole command line goes to
+// *command_line when given. Windows only.
+void *start_child(const char *name, const std::vector<std::string> &args, unsigned long *pid,
+                  std::wstring *command_line = nullptr);
+
 // True when the program runs under Wine.
 bool under_wine();
 
