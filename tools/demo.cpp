@@ -20,6 +20,8 @@
 
 #include "ruvo/base/dir.h"
 #include "ruvo/base/file.h"
+#include "ruvo/base/ini.h"
+#include "ruvo/base/zip.h"
 #include "ruvo/base/path.h"
 #endif
 
@@ -221,6 +223,27 @@ void show_paths_and_directories() {
     std::printf("  sha256 %s, same as the live file: %s\n", hex,
                 ruvo_file_compare_by_sha256(live, archived) == 0 ? "yes" : "no");
   std::printf("  rename app-1.log to app-1.old: %d\n", ruvo_file_rename(live, aside));
+  char zip[700];
+  std::snprintf(zip, sizeof zip, "%s/archive/logs.zip", root);
+  const int32_t packed = ruvo_compress_zip(zip, aside, nullptr);
+  std::printf("  pack app-1.old into archive/logs.zip: %d (%llu bytes)\n", packed,
+              static_cast<unsigned long long>(ruvo_file_size(zip)));
+
+  // The service's settings, saved plain and enciphered and read back.
+  ruvo_ini_file_st *conf = ruvo_ini_file_load(nullptr);
+  ruvo_ini_file_set(conf, "Service", "LogDir", day);
+  ruvo_ini_file_set_int(conf, "Service", "KeepArchives", 10);
+  for (const char *ext : {".ini", ".eni"}) {
+    char file[700];
+    std::snprintf(file, sizeof file, "%s/settings%s", root, ext);
+    const int32_t saved = ruvo_ini_file_save(conf, file, 0);
+    const unsigned long long bytes = ruvo_file_size(file);
+    ruvo_ini_file_st *back = ruvo_ini_file_load(file);
+    std::printf("  settings%s: saved %d, %llu bytes, KeepArchives read back %d\n", ext, saved, bytes,
+                ruvo_ini_file_get_int(back, "service", "keeparchives", -1));
+    ruvo_ini_file_free(back);
+  }
+  ruvo_ini_file_free(conf);
   ruvo_dirutils_rmdir(root);
   std::printf("  removed; exists afterwards: %d\n", ruvo_path_is_exist_u(root));
 }
