@@ -10,9 +10,8 @@
 #include <unistd.h>
 #include <zlib.h>
 
-#include <chrono>
-#include <cstdio>
-#include <functional>
+#include <fstream>
+#include <iterator>
 #include <random>
 #include <string>
 #include <vector>
@@ -30,20 +29,11 @@ std::string hex(const std::string &s) {
 }
 
 std::string slurp(const std::string &path) {
-  std::string s;
-  if (FILE *f = std::fopen(path.c_str(), "rb")) {
-    char buf[65536];
-    for (size_t n; (n = std::fread(buf, 1, sizeof buf, f)) > 0;) s.append(buf, n);
-    std::fclose(f);
-  }
-  return s;
+  std::ifstream f(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>()};
 }
 
-void spill(const std::string &path, const std::string &data) {
-  FILE *f = std::fopen(path.c_str(), "wb");
-  std::fwrite(data.data(), 1, data.size(), f);
-  std::fclose(f);
-}
+void spill(const std::string &path, const std::string &data) { std::ofstream(path, std::ios::binary) << data; }
 
 uint32_t crc_of(const std::string &s) {
   return static_cast<uint32_t>(crc32(0, reinterpret_cast<const Bytef *>(s.data()), static_cast<uInt>(s.size())));
@@ -81,6 +71,9 @@ std::string archive_json(const std::string &path, const std::string &password, c
   return j + "]}";
 }
 
+// Deflate's effort in flag bits 1 and 2, by level -1..9.
+const int kLevelFlags[] = {0, 0, 6, 4, 0, 0, 0, 0, 0, 2, 2};
+
 class ZipLib : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -91,19 +84,13 @@ class ZipLib : public ::testing::Test {
   void TearDown() override { std::system(("rm -rf " + dir_).c_str()); }
   std::string path(const std::string &name) const { return dir_ + "/" + name; }
 
-  // Python's zipfile and unzip -t on the archives; their faults, or "".
-  std::string oracle(const std::vector<std::string> &archives) const {
+  // Python's zipfile and unzip -t on the archives; they print their faults.
+  bool oracle(const std::vector<std::string> &archives) const {
     std::string manifest = "[";
     for (const std::string &a : archives) manifest += a + ",";
     manifest.back() = ']';
     spill(path("manifest.json"), manifest);
-    const std::string cmd = "python3 " RUVO_TEST_DATA "/zip_oracle.py " + path("manifest.json") + " 2>&1";
-    FILE *p = popen(cmd.c_str(), "r");
-    std::string out;
-    char buf[4096];
-    for (size_t n; (n = std::fread(buf, 1, sizeof buf, p)) > 0;) out.append(buf, n);
-    const int rc = pclose(p);
-    return rc == 0 ? "" : out + "(status " + std::to_string(rc) + ")";
+    return std::system(("python3 " RUVO_TEST_DATA "/zip_oracle.py " + path("manifest.json")).c_str()) == 0;
   }
 
   std::string dir_;
@@ -124,6 +111,7 @@ TEST_F(ZipLib, RandomArchivesReadBackByZipfileUnzipAndTheTestReader) {
     const std::string zip = path("r" + std::to_string(a) + ".zip");
     const std::string password = pick(0, 1) ? bytes(pick(1, 12), true) : "";
     std::vector<Want> want;
+    std::vector<int> flags;
     std::string comment;
     for (int step = 0, steps = pick(1, 3); step < steps; ++step) {
       void *zf = ruvoZipOpen64(zip.c_str(), step == 0 ? RUVO_ZIP_APPEND_CREATE : RUVO_ZIP_APPEND_ADD);
@@ -134,24 +122,29 @@ TEST_F(ZipLib, RandomArchivesReadBackByZipfileUnzipAndTheTestReader) {
         const int size_kind = pick(0, 3);
         w.data = bytes(size_kind == 0 ? 0 : size_kind == 1 ? pick(1, 3000) : pick(60000, 200000), pick(0, 1));
         w.comment = pick(0, 3) == 0 ? bytes(pick(1, 20), true) : "";
+        // Without a record the entry is dated 1980-01-01 and has no attributes.
+        const bool no_info = pick(0, 4) == 0;
         w.info = {static_cast<uint32_t>(pick(0, 59)), static_cast<uint32_t>(pick(0, 59)),
                   static_cast<uint32_t>(pick(0, 23)), static_cast<uint32_t>(pick(1, 28)),
                   static_cast<uint32_t>(pick(0, 11)), static_cast<uint32_t>(pick(60, 207)), 0,
                   static_cast<uint32_t>(pick(0, 1)), static_cast<uint32_t>(pick(0, 1) << 5)};
+        if (no_info) w.info = {};
         const std::string local_extra = pick(0, 1) ? std::string("\xfe\xca\x03\x00xyz", 7) : "";
         const std::string global_extra = pick(0, 1) ? std::string("\xfe\xca\x02\x00gx", 6) : "";
         const int method = pick(0, 3) == 0 ? 0 : 8, level = pick(-1, 9), zip64 = pick(0, 1);
         const bool cipher = !password.empty() && pick(0, 2) != 0;
+        flags.push_back((method == 8 ? kLevelFlags[level + 1] : 0) | (cipher ? 1 : 0));
         const char *c = w.comment.empty() ? nullptr : w.comment.c_str();
+        const ruvo_zip_fileinfo_st *info = no_info ? nullptr : &w.info;
         int r;
         if (cipher || pick(0, 1)) {
-          r = ruvoZipOpenNewFileInZip3_64(zf, w.name.c_str(), &w.info, local_extra.data(),
+          r = ruvoZipOpenNewFileInZip3_64(zf, w.name.c_str(), info, local_extra.data(),
                                           static_cast<uint32_t>(local_extra.size()), global_extra.data(),
                                           static_cast<uint32_t>(global_extra.size()), c, method, level, 0,
                                           pick(-15, -9), pick(1, 9), pick(0, 4),
                                           cipher ? password.c_str() : nullptr, crc_of(w.data), zip64);
         } else {
-          r = ruvoZipOpenNewFileInZip64(zf, w.name.c_str(), &w.info, local_extra.data(),
+          r = ruvoZipOpenNewFileInZip64(zf, w.name.c_str(), info, local_extra.data(),
                                         static_cast<uint32_t>(local_extra.size()), global_extra.data(),
                                         static_cast<uint32_t>(global_extra.size()), c, method, level, zip64);
         }
@@ -178,32 +171,11 @@ TEST_F(ZipLib, RandomArchivesReadBackByZipfileUnzipAndTheTestReader) {
     for (size_t i = 0; i < want.size(); ++i) {
       EXPECT_EQ(got.items[i].name, want[i].name);
       EXPECT_EQ(got.items[i].data, want[i].data);
+      EXPECT_EQ(got.items[i].flags & ~0x800, flags[i]) << zip << " " << i;
     }
     manifest.push_back(archive_json(zip, password, comment, want));
   }
-  EXPECT_EQ(oracle(manifest), "");
-}
-
-// Deflate's effort shows in flag bits 1 and 2; the cipher in bit 0.
-TEST_F(ZipLib, FlagsTellLevelAndCipher) {
-  const std::string zip = path("flags.zip");
-  void *zf = ruvoZipOpen64(zip.c_str(), RUVO_ZIP_APPEND_CREATE);
-  const int levels[] = {-1, 0, 1, 2, 3, 7, 8, 9};
-  const int flags[] = {0, 0, 6, 4, 0, 0, 2, 2};
-  for (int level : levels) {
-    ASSERT_EQ(ruvoZipOpenNewFileInZip64(zf, "d", nullptr, nullptr, 0, nullptr, 0, nullptr, 8, level, 0), 0);
-  }
-  ASSERT_EQ(ruvoZipOpenNewFileInZip64(zf, "s", nullptr, nullptr, 0, nullptr, 0, nullptr, 0, 9, 0), 0);
-  ASSERT_EQ(ruvoZipOpenNewFileInZip3_64(zf, "c", nullptr, nullptr, 0, nullptr, 0, nullptr, 0, 9, 0, -15, 8, 0,
-                                        "pw", 0, 0), 0);
-  ASSERT_EQ(ruvoZipClose(zf, nullptr), 0);
-  const ruvo_test::ZipRead got = ruvo_test::read_zip(slurp(zip), "pw");
-  ASSERT_EQ(got.error, "");
-  ASSERT_EQ(got.items.size(), 10u);
-  for (size_t i = 0; i < 8; ++i) EXPECT_EQ(got.items[i].flags, flags[i]) << "level " << levels[i];
-  EXPECT_EQ(got.items[8].flags, 0);
-  EXPECT_EQ(got.items[9].flags, 1);
-  EXPECT_EQ(got.items[0].dos_time, 0x00210000u);
+  EXPECT_TRUE(oracle(manifest));
 }
 
 // 70000 entries need the Zip64 end record; adding to such an archive reads it.
@@ -221,12 +193,8 @@ TEST_F(ZipLib, ManyEntriesUseTheZip64EndRecord) {
     }
     ASSERT_EQ(ruvoZipClose(zf, "many"), 0);
   }
-  const ruvo_test::ZipRead got = ruvo_test::read_zip(slurp(zip));
-  ASSERT_EQ(got.error, "");
-  EXPECT_TRUE(got.zip64_end);
-  ASSERT_EQ(got.items.size(), want.size());
-  EXPECT_EQ(got.items.back().name, "e70000");
-  EXPECT_EQ(oracle({archive_json(zip, "", "many", want)}), "");
+  EXPECT_TRUE(ruvo_test::read_zip(slurp(zip)).zip64_end);
+  EXPECT_TRUE(oracle({archive_json(zip, "", "many", want)}));
 }
 
 // An entry past 4 GiB, streamed and never held, then one that starts past
@@ -234,7 +202,6 @@ TEST_F(ZipLib, ManyEntriesUseTheZip64EndRecord) {
 // only when RUVO_ZIP_BIG is set.
 TEST_F(ZipLib, EntryPastFourGiBThroughZip64) {
   if (std::getenv("RUVO_ZIP_BIG") == nullptr) GTEST_SKIP() << "set RUVO_ZIP_BIG=1 to write a 4 GiB archive";
-  const auto start = std::chrono::steady_clock::now();
   const std::string zip = path("big.zip");
   void *zf = ruvoZipOpen64(zip.c_str(), RUVO_ZIP_APPEND_CREATE);
   std::vector<Want> want(2);
@@ -254,28 +221,28 @@ TEST_F(ZipLib, EntryPastFourGiBThroughZip64) {
   ASSERT_EQ(ruvoZipOpenNewFileInZip64(zf, "after", nullptr, nullptr, 0, nullptr, 0, nullptr, 8, 6, 0), 0);
   ASSERT_EQ(ruvoZipWriteInFileInZip(zf, "tail", 4), 0);
   ASSERT_EQ(ruvoZipClose(zf, nullptr), 0);
-  EXPECT_EQ(oracle({archive_json(zip, "", "", want)}), "");
-  std::printf("4 GiB archive written and read back in %.1f s\n",
-              std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+  EXPECT_TRUE(oracle({archive_json(zip, "", "", want)}));
 }
 
-TEST_F(ZipLib, GetFileCrcMatchesZlibForAnyBufferSize) {
+// Any buffer size gives zlib's CRC; a file that can't be read gives 0.
+TEST_F(ZipLib, GetFileCrc) {
   const std::string data = std::string(5000, 'x') + "tail";
   spill(path("f"), data);
   spill(path("empty"), "");
+  struct Row {
+    std::string file;
+    uint32_t size;
+    int want;
+    uint32_t crc;
+  } rows[] = {{path("f"), 1, 0, crc_of(data)},     {path("f"), 3, 0, crc_of(data)},
+              {path("f"), 1024, 0, crc_of(data)},  {path("empty"), 1024, 0, 0},
+              {path("missing"), 1024, RUVO_ZIP_ERRNO, 0}, {dir_, 1024, RUVO_ZIP_ERRNO, 0}};
   char buf[1024];
-  for (uint32_t size : {1u, 3u, 1024u}) {
+  for (const Row &r : rows) {
     uint32_t crc = 7;
-    EXPECT_EQ(getFileCrc(path("f").c_str(), buf, size, &crc), 0);
-    EXPECT_EQ(crc, crc_of(data)) << size;
+    EXPECT_EQ(getFileCrc(r.file.c_str(), buf, r.size, &crc), r.want) << r.file << " " << r.size;
+    EXPECT_EQ(crc, r.crc) << r.file << " " << r.size;
   }
-  uint32_t crc = 7;
-  EXPECT_EQ(getFileCrc(path("empty").c_str(), buf, 1024, &crc), 0);
-  EXPECT_EQ(crc, 0u);
-  crc = 7;
-  EXPECT_EQ(getFileCrc(path("missing").c_str(), buf, 1024, &crc), RUVO_ZIP_ERRNO);
-  EXPECT_EQ(crc, 0u);
-  EXPECT_EQ(getFileCrc(dir_.c_str(), buf, 1024, &crc), RUVO_ZIP_ERRNO);  // a directory can't be read
 }
 
 TEST_F(ZipLib, BadInputIsRefused) {
