@@ -1,14 +1,12 @@
-// Red-black tree: the shape invariants after every step of long random
-// insert/delete runs against std::map, with held cursors, bounds, key ownership
-// and exactly-once release of values checked on the way.
+// Red-black tree against std::map: shape, cursors, bounds, key ownership and
+// exactly-once release of values after every step of long random runs.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <deque>
+#include <functional>
 #include <iterator>
 #include <map>
-#include <ostream>
 #include <random>
 #include <string>
 #include <vector>
@@ -19,6 +17,7 @@
 namespace {
 
 using Node = ruvo_rbtree_node_st;
+using ruvo::detail::rbtree_check;
 
 std::string key_of(const Node *n) {
   return n->key_len ? std::string(reinterpret_cast<const char *>(n->key), n->key_len) : "";
@@ -29,33 +28,29 @@ void *token(uintptr_t n) { return reinterpret_cast<void *>(n); }
 std::vector<uintptr_t> g_released;
 void count_release(void *value) { g_released.push_back(reinterpret_cast<uintptr_t>(value)); }
 
-// The reference: the tree's order, and for each key its value and the node
-// that has held it since it was first inserted.
-struct Order {
-  bool descending;
-  bool operator()(const std::string &a, const std::string &b) const { return descending ? b < a : a < b; }
-};
+// The reference in the tree's order: each key's value and the node that has
+// held it since the key was first inserted.
 struct Entry { uintptr_t value; const Node *node; };
+using Order = std::function<bool(const std::string &, const std::string &)>;
 using Ref = std::map<std::string, Entry, Order>;
 
-// The shape (the structural check shared with the fuzzer), count, size, and
-// the nodes by next from first and by prev from last: the reference's keys,
-// values and nodes, in order.
+// The shape (the check shared with the fuzzer), count, size, and the nodes
+// by next from first and by prev from last: the reference's, in order.
 ::testing::AssertionResult matches(const ruvo_rbtree_st *t, const Ref &ref) {
-  const char *broken = ruvo::detail::rbtree_check(t);
-  std::string err = broken != nullptr ? broken : "";
-  std::vector<const Node *> fwd, back;
-  for (const Node *n = ruvo_rbtree_first(t); n && fwd.size() <= ref.size(); n = ruvo_rbtree_next(n)) fwd.push_back(n);
-  for (const Node *n = ruvo_rbtree_last(t); n && back.size() <= ref.size(); n = ruvo_rbtree_prev(n)) back.push_back(n);
-  std::reverse(back.begin(), back.end());
-  if (err.empty() && (fwd != back || fwd.size() != ref.size() || ruvo_rbtree_count(t) != ref.size() ||
-                      ruvo_rbtree_size(t) != 56 * ref.size() || (t->root == nullptr) != ref.empty()))
-    err = "count, size or walk";
-  auto it = ref.begin();
-  for (size_t i = 0; err.empty() && i < fwd.size(); ++i, ++it)
-    if (fwd[i] != it->second.node || key_of(fwd[i]) != it->first || fwd[i]->value != token(it->second.value))
-      err = "node of '" + it->first + "'";
-  return err.empty() ? ::testing::AssertionSuccess() : ::testing::AssertionFailure() << err;
+  if (const char *broken = rbtree_check(t)) return ::testing::AssertionFailure() << broken;
+  if (ruvo_rbtree_count(t) != ref.size() || ruvo_rbtree_size(t) != 56 * ref.size())
+    return ::testing::AssertionFailure() << "count or size";
+  const Node *fwd = ruvo_rbtree_first(t), *back = ruvo_rbtree_last(t);
+  auto mirror = ref.rbegin();
+  for (const auto &[key, e] : ref) {
+    if (fwd != e.node || back != (mirror++)->second.node || key_of(fwd) != key ||
+        fwd->value != token(e.value))
+      return ::testing::AssertionFailure() << "node of '" << key << "'";
+    fwd = ruvo_rbtree_next(fwd);
+    back = ruvo_rbtree_prev(back);
+  }
+  if (fwd != nullptr || back != nullptr) return ::testing::AssertionFailure() << "walk too long";
+  return ::testing::AssertionSuccess();
 }
 
 // The searches against the reference; the upper bound mirrors the lower one:
@@ -63,17 +58,19 @@ using Ref = std::map<std::string, Entry, Order>;
 void expect_searches(const ruvo_rbtree_st *t, const Ref &ref, const std::string &k) {
   const uint32_t n = static_cast<uint32_t>(k.size());
   const auto lo = ref.lower_bound(k), up = ref.upper_bound(k), found = ref.find(k);
+  const Node *at = found == ref.end() ? nullptr : found->second.node;
   void *value = token(0);
   EXPECT_EQ(ruvo_rbtree_lower_bound(t, k.data(), n), lo == ref.end() ? nullptr : lo->second.node);
-  EXPECT_EQ(ruvo_rbtree_upper_bound(t, k.data(), n), up == ref.begin() ? nullptr : std::prev(up)->second.node);
-  EXPECT_EQ(ruvo_rbtree_get_cursor(t, k.data(), n), found == ref.end() ? nullptr : found->second.node);
-  EXPECT_EQ(ruvo_rbtree_search(t, k.data(), n, &value), found == ref.end() ? -1 : 0);
-  EXPECT_EQ(value, token(found == ref.end() ? 0 : found->second.value));
+  EXPECT_EQ(ruvo_rbtree_upper_bound(t, k.data(), n),
+            up == ref.begin() ? nullptr : std::prev(up)->second.node);
+  EXPECT_EQ(ruvo_rbtree_get_cursor(t, k.data(), n), at);
+  EXPECT_EQ(ruvo_rbtree_search(t, k.data(), n, &value), at ? 0 : -1);
+  EXPECT_EQ(value, at ? at->value : token(0));
 }
 
+// A caller's order: the default one reversed (keys are too short to reach the clamping).
 int32_t descending(const void *a, uint32_t al, const void *b, uint32_t bl) {
-  const int c = std::min(al, bl) == 0 ? 0 : std::memcmp(a, b, std::min(al, bl));
-  return c != 0 ? -c : al == bl ? 0 : al < bl ? 1 : -1;
+  return -ruvo::detail::rbtree_byte_cmp(a, al, b, bl);
 }
 
 // Walk callback: logs the keys and stops after stop_at of them.
@@ -84,16 +81,11 @@ int walk_step(const uint8_t *key, uint32_t len, void *, void *arg) {
   return log->seen.size() >= log->stop_at ? 77 : 0;
 }
 
-struct Mode { const char *name; ruvo_rbtree_cmp_fn cmp; uint32_t flags; };
-void PrintTo(const Mode &m, std::ostream *os) { *os << m.name; }
-class RbtreeRandom : public ::testing::TestWithParam<Mode> {};
-
 // Keys of length 0 to 4 over {0, 1, 'a', 0xFF}: zero bytes inside, high bytes,
 // prefixes of each other. Each run mostly grows the tree, then drains it. The
 // default order must be std::string's: bytes unsigned, then the shorter first.
-TEST_P(RbtreeRandom, InvariantsHoldAfterEveryStepAgainstStdMap) {
-  const Mode mode = GetParam();
-  const bool key_ref = (mode.flags & RUVO_RBTREE_KEY_REF) != 0;
+void random_runs(const char *mode, ruvo_rbtree_cmp_fn cmp, uint32_t flags) {
+  const bool key_ref = (flags & RUVO_RBTREE_KEY_REF) != 0;
   std::mt19937 rng(20240611);
   auto random_key = [&] {
     std::string k(rng() % 5, '\0');
@@ -102,8 +94,8 @@ TEST_P(RbtreeRandom, InvariantsHoldAfterEveryStepAgainstStdMap) {
   };
   for (int round = 0; round < 2; ++round) {
     g_released.clear();
-    ruvo_rbtree_st *t = ruvo_rbtree_create(&count_release, mode.cmp, mode.flags);
-    Ref ref(Order{mode.cmp == &descending});
+    ruvo_rbtree_st *t = ruvo_rbtree_create(&count_release, cmp, flags);
+    Ref ref(cmp == &descending ? Order(std::greater<>()) : Order(std::less<>()));
     std::deque<std::string> kept;  // caller key bytes, alive as long as the tree
     std::vector<uintptr_t> owed;   // values that left the tree, in order
     for (uintptr_t step = 1; step <= 8000; ++step) {
@@ -115,15 +107,16 @@ TEST_P(RbtreeRandom, InvariantsHoldAfterEveryStepAgainstStdMap) {
         const std::string &caller_key = kept.emplace_back(k);
         ruvo_rbtree_insert(t, caller_key.data(), n, token(step));
         const Node *node = ruvo_rbtree_get_cursor(t, k.data(), n);
-        // A copying tree has its own bytes; a key-reference tree takes the newest caller pointer.
-        ASSERT_TRUE(node && (node->key == reinterpret_cast<const uint8_t *>(caller_key.data())) == key_ref);
+        // A copying tree has its own bytes; a key-reference one the newest caller pointer.
+        ASSERT_TRUE(node);
+        ASSERT_EQ(node->key == reinterpret_cast<const uint8_t *>(caller_key.data()), key_ref);
         if (it == ref.end()) it = ref.emplace(k, Entry{0, node}).first;
         it->second.value = step;
       } else {
         if (it != ref.end()) ref.erase(it);
         ruvo_rbtree_delete(t, k.data(), n);
       }
-      ASSERT_TRUE(matches(t, ref)) << mode.name << " step " << step;
+      ASSERT_TRUE(matches(t, ref)) << mode << " step " << step;
       ASSERT_EQ(g_released.size(), owed.size()) << "step " << step;
       ASSERT_TRUE(owed.empty() || g_released.back() == owed.back()) << "step " << step;
       if (step % 7 == 0) expect_searches(t, ref, random_key());
@@ -136,21 +129,23 @@ TEST_P(RbtreeRandom, InvariantsHoldAfterEveryStepAgainstStdMap) {
     EXPECT_EQ(ruvo_rbtree_walk(t, &cut, &walk_step), want.size() >= cut.stop_at ? 77 : 0);
     EXPECT_TRUE(all.seen == want && want.compare(0, cut.seen.size(), cut.seen) == 0);
     ruvo_rbtree_destroy(t);
-    std::sort(owed.begin(), owed.end()), std::sort(g_released.begin(), g_released.end());
+    std::ranges::sort(owed);
+    std::ranges::sort(g_released);
     ASSERT_EQ(g_released, owed);  // values are never reused, so each went exactly once
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Modes, RbtreeRandom,
-                         ::testing::Values(Mode{"DefaultOrder", nullptr, 0}, Mode{"Descending", &descending, 0},
-                                           Mode{"KeyRef", nullptr, RUVO_RBTREE_KEY_REF}),
-                         [](const auto &info) { return std::string(info.param.name); });
+TEST(Rbtree, InvariantsHoldAfterEveryStepAgainstStdMap) {
+  random_runs("default order", nullptr, 0);
+  random_runs("descending", &descending, 0);
+  random_runs("key reference", nullptr, RUVO_RBTREE_KEY_REF);
+}
 
 // True when the structural check finds `field` set to `bad`; puts it back.
 template <class T, class V> bool seen(const ruvo_rbtree_st *t, T &field, V bad) {
   const T keep = field;
   field = bad;
-  const bool found = ruvo::detail::rbtree_check(t) != nullptr;
+  const bool found = rbtree_check(t) != nullptr;
   field = keep;
   return found;
 }
@@ -158,20 +153,27 @@ template <class T, class V> bool seen(const ruvo_rbtree_st *t, T &field, V bad) 
 // The check that the random runs and the fuzzer rely on sees each kind of
 // damage alone, on b (black) over a and c (black) with a red d right of c.
 TEST(Rbtree, StructuralCheckSeesEachKindOfDamage) {
-  ruvo_rbtree_st *t = ruvo_rbtree_create(nullptr, nullptr, 0), *empty = ruvo_rbtree_create(nullptr, nullptr, 0);
+  ruvo_rbtree_st *t = ruvo_rbtree_create(nullptr, nullptr, 0);
+  ruvo_rbtree_st *empty = ruvo_rbtree_create(nullptr, nullptr, 0);
   for (const char *k : {"b", "a", "c", "d"}) ruvo_rbtree_insert(t, k, 1, token(1));
   Node *b = t->root, *a = b->left, *c = b->right, *d = c->right;
-  ASSERT_TRUE(!ruvo::detail::rbtree_check(t) && !ruvo::detail::rbtree_check(empty) && d && !d->right);
+  ASSERT_TRUE(!rbtree_check(t) && !rbtree_check(empty) && d && !d->right);
   const uint32_t red = RUVO_RBTREE_RED, black = RUVO_RBTREE_BLACK;
-  EXPECT_EQ((std::vector<bool>{seen(t, d->color, 7u), seen(t, b->color, red), seen(t, c->color, red),
-                               seen(t, d->color, black), seen(t, d->parent, b), seen(t, b->parent, a),
-                               seen(t, t->first, c), seen(t, t->last, c), seen(t, t->count, 3u),
-                               seen(t, d->key, a->key), seen(t, d->key, c->key), seen(t, t->cmp, nullptr),
-                               seen(empty, empty->first, d), seen(empty, empty->last, d), seen(empty, empty->count, 1u)}),
+  EXPECT_EQ((std::vector<bool>{seen(t, d->color, 7u), seen(t, b->color, red),
+                               seen(t, c->color, red), seen(t, d->color, black),
+                               seen(t, d->parent, b), seen(t, b->parent, a), seen(t, t->first, c),
+                               seen(t, t->last, c), seen(t, t->count, 3u), seen(t, d->key, a->key),
+                               seen(t, d->key, c->key), seen(t, t->cmp, nullptr),
+                               seen(empty, empty->first, d), seen(empty, empty->last, d),
+                               seen(empty, empty->count, 1u)}),
             std::vector<bool>(15, true));
-  ruvo_rbtree_destroy(t), ruvo_rbtree_destroy(empty), ruvo_rbtree_destroy(nullptr);
-  ruvo_rbtree_insert(nullptr, "a", 1, token(1)), ruvo_rbtree_delete(nullptr, "a", 1);  // null trees are harmless
-  EXPECT_FALSE(ruvo_rbtree_first(nullptr) || ruvo_rbtree_next(nullptr) || ruvo_rbtree_walk(nullptr, nullptr, &walk_step));
+  ruvo_rbtree_destroy(t);
+  ruvo_rbtree_destroy(empty);
+  ruvo_rbtree_destroy(nullptr);  // null trees are harmless
+  ruvo_rbtree_insert(nullptr, "a", 1, token(1));
+  ruvo_rbtree_delete(nullptr, "a", 1);
+  EXPECT_FALSE(ruvo_rbtree_first(nullptr) || ruvo_rbtree_next(nullptr) ||
+               ruvo_rbtree_walk(nullptr, nullptr, &walk_step));
 }
 
 }  // namespace

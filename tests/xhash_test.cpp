@@ -36,8 +36,7 @@ std::string joined(ruvo_xhash_st *t) {
   return out;
 }
 
-// Walk function: appends the keys to `seen`, gives 1 on call number
-// `stop_at` and, with `table` set, deletes the element it was given.
+// Appends the keys to `seen`, gives 1 on call `stop_at`, deletes from `table` if set.
 struct Walk {
   std::string seen;
   int32_t calls = 0, stop_at = -1;
@@ -99,7 +98,6 @@ TEST(Xhash, RandomOperationsMatchUnorderedMapThroughEveryGrowth) {
   ruvo_xhash_destroy(t);
   for (const auto &[k, e] : ref) ++left[e.first];
   EXPECT_EQ(g_freed, left);
-  EXPECT_EQ(g_freed.size(), next - 1);
 }
 
 TEST(Xhash, SetNslotGoesToTheNextStepOrAPowerOfTwoAndNeverShrinks) {
@@ -120,16 +118,12 @@ TEST(Xhash, SetNslotGoesToTheNextStepOrAPowerOfTwoAndNeverShrinks) {
   }
 }
 
-// A set whose hash and compare fold case: "a" and "A" are one key, found
-// by the caller's compare rather than by the bytes.
-uint32_t blind_hash(const void *k, int32_t n) {
-  uint32_t h = 0;
-  for (int32_t i = 0; i < n; ++i) h = h * 31 + (static_cast<const uint8_t *>(k)[i] | 0x20);
-  return h;
-}
+// A set whose hash and compare fold case: "a" and "A" are one key.
+uint8_t folded(const void *k, int32_t i) { return static_cast<const uint8_t *>(k)[i] | 0x20; }
+uint32_t blind_hash(const void *k, int32_t n) { return n > 0 ? folded(k, 0) : 0; }
 int32_t blind_compare(const void *a, int32_t an, const void *b, int32_t bn) {
   for (int32_t i = 0; an == bn && i < an; ++i)
-    if ((static_cast<const uint8_t *>(a)[i] | 0x20) != (static_cast<const uint8_t *>(b)[i] | 0x20)) return 1;
+    if (folded(a, i) != folded(b, i)) return 1;
   return an != bn;
 }
 
@@ -152,9 +146,10 @@ TEST(Xhash, KeysAreCopiedOrReferredToAndBadArgumentsAreRefused) {
   const std::vector<int64_t> got = {
       ruvo_xhash_search(copy, "same", 4, &a), ruvo_xhash_search(ref, "same", 4, &b),
       ruvo_xhash_search(copy, "xame", 4, nullptr), ruvo_xhash_search(copy, "abc", -1, nullptr),
-      ruvo_xhash_search(none, "a", 1, nullptr), ruvo_xhash_count(copy), ruvo_xhash_count(ref), ruvo_xhash_count(none),
-      ruvo_hash_set_size(set), ruvo_hash_set_maxn(set), ruvo_hash_set_find(set, "AB", 2),
-      ruvo_hash_set_find(set, "b", 1), ruvo_hash_set_remove(set, "b", 1), ruvo_hash_set_remove(set, "a", 1)};
+      ruvo_xhash_search(none, "a", 1, nullptr), ruvo_xhash_count(copy), ruvo_xhash_count(ref),
+      ruvo_xhash_count(none), ruvo_hash_set_size(set), ruvo_hash_set_maxn(set),
+      ruvo_hash_set_find(set, "AB", 2), ruvo_hash_set_find(set, "b", 1),
+      ruvo_hash_set_remove(set, "b", 1), ruvo_hash_set_remove(set, "a", 1)};
   EXPECT_EQ(got, (std::vector<int64_t>{0, 0, -1, -1, -1, 2, 2, 0, 2, 24, 1, 0, 0, 1}));
   EXPECT_EQ((std::vector<void *>{a, b}), (std::vector<void *>{second, second}));
   EXPECT_EQ(joined(copy), "same");  // and "" hashed to the start value
