@@ -1,6 +1,5 @@
-// Tests for the character-set conversions and the encoding tests. Valid text
-// is checked against an encoder written here from code points; bad input
-// against the replacement rules, one row each.
+// Valid text against an encoder written here from code points; bad input and the
+// encoding tests one row each.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -34,8 +33,7 @@ std::basic_string<T> owned(T *s) {
   return out;
 }
 
-// The _ex forms fill exactly what fits, terminator included, and leave a
-// buffer one unit short untouched.
+// The _ex forms fill exactly what fits and leave a buffer one unit short untouched.
 template <class From, class To>
 void expect_exact_fit(uint32_t (*convert)(const From *, To *, size_t), const std::basic_string<From> &in,
                       const std::basic_string<To> &want) {
@@ -64,11 +62,9 @@ TEST(Charset, RandomTextRoundTripsThroughBothSets) {
   }
 }
 
-// Each maximal subpart of a bad sequence becomes one U+FFFD and the bytes
-// behind it are read again; a lone surrogate is written as EF BF BD.
-// Wine's converter counts the subparts of an overlong, surrogate or too
-// large three- and four-byte form differently (E0 80 80 gives two); there
-// only the replacing is checked, not the count.
+// Each maximal subpart of a bad sequence becomes one U+FFFD. Wine counts the
+// subparts of an overlong, surrogate or too large form differently (E0 80 80
+// gives two); there only the replacing is checked, not the count.
 TEST(Charset, BadInputIsReplacedNotRefused) {
   const struct { const char *utf8; std::vector<uint16_t> utf16; bool counted; } rows[] = {
       {"a\xC3" "A", {'a', 0xFFFD, 'A'}, true},
@@ -98,9 +94,7 @@ TEST(Charset, BadInputIsReplacedNotRefused) {
   EXPECT_EQ(owned(ruvo_str_unicode_to_utf8(lone)), "a\xEF\xBF\xBD" "b\xEF\xBF\xBD");
 }
 
-// Text that the ANSI code page holds: ASCII and e-acute, which is 0xE9 both
-// in ISO 8859-1 and in code page 1252. Empty text gives a new string holding
-// the terminator; no text, or no buffer to fill, is refused.
+// e-acute is 0xE9 both in ISO 8859-1 and in code page 1252.
 TEST(Charset, AnsiFormsGoThroughUtf16AndNullsAreRefused) {
   const std::string ansi = "caf\xE9 ok", utf8 = "caf\xC3\xA9 ok";
   const wstr wide = {'c', 'a', 'f', 0xE9, ' ', 'o', 'k'};

@@ -1,6 +1,5 @@
-// The conversion seam that the charset family stands on, held to the
-// platform converter's contract in both builds; the codec on counted input;
-// and the out-of-memory paths, through the allocation fault seam.
+// The conversion seam held to the platform converter's contract in both builds,
+// the codec on counted input, and the out-of-memory paths.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -43,8 +42,7 @@ TEST(CharsetSeam, SizeQueryExactBufferAndOneShort) {
   expect_failure([&] { return sys::from_wide(12345u, wide, b, 8); }, 87);
 }
 
-// Counted input has no terminator to stop at, so the last unit of a
-// sequence is the one that must fit exactly.
+// Counted input has no terminator, so the last unit of a sequence must fit exactly.
 TEST(CharsetCodec, CountedInputFillsToTheLastUnit) {
   const char text[] = "\xC3\xA9\xF4\x8F\xBF\xBF";  // U+00E9 U+10FFFF
   char16_t w[3];
