@@ -90,19 +90,20 @@ TEST(Charset, BadInputIsReplacedNotRefused) {
   }
   const ruvo_wchar_t top[] = {0xDBFF, 0xDFFF, 0};  // U+10FFFF, the last pair
   EXPECT_EQ(owned(ruvo_str_unicode_to_utf8(top)), "\xF4\x8F\xBF\xBF");
-  const ruvo_wchar_t lone[] = {'a', 0xD800, 'b', 0xDC00, 0};
+  const ruvo_wchar_t lone[] = {'a', 0xD800, 'b', 0xDFFF, 0};  // both ends of the range
   EXPECT_EQ(owned(ruvo_str_unicode_to_utf8(lone)), "a\xEF\xBF\xBD" "b\xEF\xBF\xBD");
 }
 
-// e-acute is 0xE9 both in ISO 8859-1 and in code page 1252.
+// e-acute and y-diaeresis (the last unit the ANSI page holds) are 0xE9 and 0xFF
+// both in ISO 8859-1 and in code page 1252.
 TEST(Charset, AnsiFormsGoThroughUtf16AndNullsAreRefused) {
-  const std::string ansi = "caf\xE9 ok", utf8 = "caf\xC3\xA9 ok";
-  const wstr wide = {'c', 'a', 'f', 0xE9, ' ', 'o', 'k'};
+  const std::string ansi = "caf\xE9 \xFFk", utf8 = "caf\xC3\xA9 \xC3\xBFk";
+  const wstr wide = {'c', 'a', 'f', 0xE9, ' ', 0xFF, 'k'};
   EXPECT_EQ(owned(ruvo_str_ansi_to_unicode(ansi.c_str())), wide);
   EXPECT_EQ(owned(ruvo_str_unicode_to_ansi(wide.c_str())), ansi);
   EXPECT_EQ(owned(ruvo_str_ansi_to_utf8(ansi.c_str())), utf8);
   EXPECT_EQ(owned(ruvo_str_utf8_to_ansi(utf8.c_str())), ansi);
-  expect_exact_fit(ruvo_str_ansi_to_utf8_ex, ansi, utf8);  // 8 units fit; 9 bytes do not
+  expect_exact_fit(ruvo_str_ansi_to_utf8_ex, ansi, utf8);  // the UTF-16 step fits, the result not
   expect_exact_fit(ruvo_str_ansi_to_unicode_ex, ansi, wide);
   expect_exact_fit(ruvo_str_unicode_to_ansi_ex, wide, ansi);
   // The destination size bounds the UTF-16 text in between as well.

@@ -53,6 +53,10 @@ TEST(CharsetCodec, CountedInputFillsToTheLastUnit) {
   EXPECT_EQ(ruvo::utf::utf16_to_utf8(w, 3, b, 5), ruvo::utf::npos);
   EXPECT_EQ(ruvo::utf::utf16_to_utf8(w, 3, b, 6), 6u);
   EXPECT_EQ(std::string(b, 6), text);
+  // A sequence cut by the count stays cut, though the rest of it follows in memory.
+  EXPECT_EQ(ruvo::utf::utf16_to_utf8(u"\U0001F600", 1, b, 6), 3u);  // EF BF BD
+  EXPECT_EQ(ruvo::utf::utf8_to_utf16("\xE2\x82\xAC", 2, w, 3), 1u);
+  EXPECT_EQ(w[0], u'\uFFFD');
 }
 
 // The result fails; then the UTF-16 step succeeds and the result fails.
