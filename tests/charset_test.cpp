@@ -1,6 +1,5 @@
-// Tests for the character-set conversions and the encoding tests. Valid text
-// is checked against an encoder written here from code points; bad input
-// against the replacement rules, one row each.
+// Valid text against an encoder written here from code points; bad input and the
+// encoding tests one row each.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -34,8 +33,7 @@ std::basic_string<T> owned(T *s) {
   return out;
 }
 
-// The _ex forms fill exactly what fits, terminator included, and leave a
-// buffer one unit short untouched.
+// The _ex forms fill exactly what fits and leave a buffer one unit short untouched.
 template <class From, class To>
 void expect_exact_fit(uint32_t (*convert)(const From *, To *, size_t), const std::basic_string<From> &in,
                       const std::basic_string<To> &want) {
@@ -64,11 +62,9 @@ TEST(Charset, RandomTextRoundTripsThroughBothSets) {
   }
 }
 
-// Each maximal subpart of a bad sequence becomes one U+FFFD and the bytes
-// behind it are read again; a lone surrogate is written as EF BF BD.
-// Wine's converter counts the subparts of an overlong, surrogate or too
-// large three- and four-byte form differently (E0 80 80 gives two); there
-// only the replacing is checked, not the count.
+// Each maximal subpart of a bad sequence becomes one U+FFFD. Wine counts the
+// subparts of an overlong, surrogate or too large form differently (E0 80 80
+// gives two); there only the replacing is checked, not the count.
 TEST(Charset, BadInputIsReplacedNotRefused) {
   const struct { const char *utf8; std::vector<uint16_t> utf16; bool counted; } rows[] = {
       {"a\xC3" "A", {'a', 0xFFFD, 'A'}, true},
@@ -94,21 +90,20 @@ TEST(Charset, BadInputIsReplacedNotRefused) {
   }
   const ruvo_wchar_t top[] = {0xDBFF, 0xDFFF, 0};  // U+10FFFF, the last pair
   EXPECT_EQ(owned(ruvo_str_unicode_to_utf8(top)), "\xF4\x8F\xBF\xBF");
-  const ruvo_wchar_t lone[] = {'a', 0xD800, 'b', 0xDC00, 0};
+  const ruvo_wchar_t lone[] = {'a', 0xD800, 'b', 0xDFFF, 0};  // both ends of the range
   EXPECT_EQ(owned(ruvo_str_unicode_to_utf8(lone)), "a\xEF\xBF\xBD" "b\xEF\xBF\xBD");
 }
 
-// Text that the ANSI code page holds: ASCII and e-acute, which is 0xE9 both
-// in ISO 8859-1 and in code page 1252. Empty text gives a new string holding
-// the terminator; no text, or no buffer to fill, is refused.
+// e-acute and y-diaeresis (the last unit the ANSI page holds) are 0xE9 and 0xFF
+// both in ISO 8859-1 and in code page 1252.
 TEST(Charset, AnsiFormsGoThroughUtf16AndNullsAreRefused) {
-  const std::string ansi = "caf\xE9 ok", utf8 = "caf\xC3\xA9 ok";
-  const wstr wide = {'c', 'a', 'f', 0xE9, ' ', 'o', 'k'};
+  const std::string ansi = "caf\xE9 \xFFk", utf8 = "caf\xC3\xA9 \xC3\xBFk";
+  const wstr wide = {'c', 'a', 'f', 0xE9, ' ', 0xFF, 'k'};
   EXPECT_EQ(owned(ruvo_str_ansi_to_unicode(ansi.c_str())), wide);
   EXPECT_EQ(owned(ruvo_str_unicode_to_ansi(wide.c_str())), ansi);
   EXPECT_EQ(owned(ruvo_str_ansi_to_utf8(ansi.c_str())), utf8);
   EXPECT_EQ(owned(ruvo_str_utf8_to_ansi(utf8.c_str())), ansi);
-  expect_exact_fit(ruvo_str_ansi_to_utf8_ex, ansi, utf8);  // 8 units fit; 9 bytes do not
+  expect_exact_fit(ruvo_str_ansi_to_utf8_ex, ansi, utf8);  // the UTF-16 step fits, the result not
   expect_exact_fit(ruvo_str_ansi_to_unicode_ex, ansi, wide);
   expect_exact_fit(ruvo_str_unicode_to_ansi_ex, wide, ansi);
   // The destination size bounds the UTF-16 text in between as well.

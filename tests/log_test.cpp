@@ -1,6 +1,5 @@
-// Log front end through the public interface: the output table and delivery.
-// Every case runs in a process of its own, so the process-wide table starts
-// empty each time.
+// The output table and delivery; every case runs in a process of its own, so
+// the process-wide table starts empty.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -24,13 +23,10 @@ void capture(uint32_t level, const char *format, va_list args) {
   g_seen.push_back(std::to_string(N) + " " + std::to_string(level) + " " + text);
 }
 
-// Outputs come and go at random against a list of what should be there:
-// nine slots, full and empty tables both frequent; a duplicate is called once per
-// registration and the first one goes first; the others keep their order,
-// each gets the arguments from their start, and the flag follows the list.
-// With none left a record goes to standard error, flushed even when the
-// stream is buffered. Nothing is gated, and an unknown level arrives as a
-// warning.
+// Outputs come and go at random against a list of nine slots: a duplicate is
+// called once per registration, each output gets the arguments from their start.
+// With none left a record goes to standard error, flushed even when buffered.
+// Nothing is gated, and an unknown level arrives as a warning.
 TEST(LogTest, RandomRegistrationsMatchAListOfNine) {
   const ruvo_log_output_fn outputs[] = {&capture<0>, &capture<1>, &capture<2>, &capture<3>,
                                         &capture<4>, nullptr};

@@ -1,5 +1,4 @@
-// Plain allocation wrappers: null for what cannot be had, the C runtime's
-// blocks otherwise.
+// Plain allocation wrappers: null for what cannot be had, else the C runtime's blocks.
 #include <gtest/gtest.h>
 
 #include <cstring>

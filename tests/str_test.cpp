@@ -1,7 +1,5 @@
-// Tests for the string utilities: form checks, counted searches, in-place
-// replacing and trimming, splitting, bounded copies, hex output and the
-// bounded formatter. Most are checked against small reference versions
-// written here on std::string, over random inputs.
+// String utilities against small reference versions on std::string, over
+// random inputs; the form checks by table.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -79,8 +77,7 @@ TEST(StrUtilSearch, FindAgreesWithNaiveSearch) {
     if (!text.empty() && pick(0, 2) == 0) pat = text.substr(size_t(pick(0, int(text.size()) - 1)), size_t(pick(1, 8)));
     ASSERT_NO_FATAL_FAILURE(expect_find(text, pat, pick(-1, int(text.size()) + 1)));
   }
-  // Texts built from prefixes of a two-letter pattern are where a wrong
-  // failure table skips a match: every border of every prefix gets its turn.
+  // Texts of prefixes of the pattern: where a wrong failure table skips a match.
   for (int code = 2; code < 1024; ++code) {  // all patterns of 1 to 9 letters
     std::string pat;
     for (int bits = code; bits > 1; bits >>= 1) pat += "ab"[bits & 1];
@@ -129,9 +126,8 @@ Tokens split(const char *text, const char *delims, int32_t *count = nullptr) {
   return out;
 }
 
-// At most 31 tokens are kept. Trim strips blanks only (tabs stay), and of a
-// text made only of the character gives its last byte. Hex output is lower
-// case and needs room for its terminator.
+// At most 31 tokens are kept. Trim strips blanks only (tabs stay), and of a text
+// made only of the character gives its last byte. Hex needs room for its terminator.
 TEST(StrUtilSplit, SplitTrimAndHexAgreeWithReference) {
   std::string all(256, '\0');
   for (int b = 0; b < 256; ++b) all[size_t(b)] = char(b);
@@ -172,9 +168,8 @@ TEST(StrUtilSplit, SplitTrimAndHexAgreeWithReference) {
   EXPECT_EQ(ruvo_str_bin2hexstr(all.data(), 0x7FFFFFFF, out, 0x7FFFFFFF), RUVO_E_SMALL);  // no wrap
 }
 
-// The formatter and the copy write what fits and a terminator, nothing for
-// size 0; strncat appends all of the source or nothing; the case changes go
-// byte by byte as the C library's.
+// The formatter and the copy write what fits and a terminator, nothing for size 0;
+// strncat appends all of the source or nothing; case changes go as the C library's.
 TEST(StrUtilBounded, FormatAndCopiesCutTerminateAndNeverPassTheSize) {
   auto image = [](std::string head, size_t size) {  // head, then '#' up to size
     head.resize(size, '#');

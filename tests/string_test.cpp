@@ -1,6 +1,5 @@
-// Tests for the null-taking primitives: one typed suite runs the narrow and
-// wide twins over shared cases, mostly against naive references written here
-// over random texts; the forms whose rules differ get plain tests.
+// The null-taking primitives: one typed suite runs the narrow and wide twins
+// against naive references over random texts.
 #include "ruvo/base/string.h"
 
 #include <gtest/gtest.h>
@@ -14,8 +13,7 @@
 
 namespace {
 
-// The twins under one name: x(...) calls ruvo_str<x> on char text and
-// ruvo_wcs<x> on ruvo_wchar_t text.
+// x(...) calls ruvo_str<x> on char text and ruvo_wcs<x> on ruvo_wchar_t text.
 #define TWIN(x) template <class P, class... A> auto x(P p, A... a) {                         \
     if constexpr (sizeof(*p) == 1) return ruvo_str##x(p, a...); else return ruvo_wcs##x(p, a...); }
 TWIN(len) TWIN(nlen) TWIN(cmp) TWIN(ncmp) TWIN(icmp) TWIN(nicmp) TWIN(ncpy) TWIN(lcpy) TWIN(dup)
@@ -28,9 +26,7 @@ template <class C> unsigned folded(C c, bool blind) { return blind ? fold(unit(c
 template <class C> long at(const C *hit, const C *base) { return hit == nullptr ? -1 : long(hit - base); }
 int sign(long v) { return (v > 0) - (v < 0); }
 
-// Random units: letters of both cases with both ends of A-Z and a-z, their
-// neighbours, a high unit, and zeros on request. Texts get a terminator
-// behind their `n` units.
+// Both ends of A-Z and a-z, their neighbours, high units, and zeros on request.
 std::mt19937 rng(2024);
 template <class C> Str<C> random_units(size_t n, bool zeros = false, size_t pool_size = 12) {
   static const unsigned pool[] = {'a', 'b', 'z', 'A', 'B', 'Z', '@', '[', '`', '{', 0xC0, 0xE0};
@@ -108,8 +104,8 @@ TYPED_TEST(StringTwins, LengthsCopiesAndDuplicatesAgreeWithReference) {
     Str<C> buf(10, C('#')), want = (src + Str<C>(10, C(0))).substr(0, size) + Str<C>(10 - size, C('#'));
     EXPECT_EQ(ncpy(buf.data(), src.c_str(), size), size ? buf.data() : nullptr);
     EXPECT_EQ(buf, want);
-    // strlcpy: at most size - 1 units and a terminator, gives n. wcslcpy:
-    // min(n + 1, size) units, the terminator only when it fits, gives min(n, size).
+    // strlcpy: size - 1 units, a terminator, gives n. wcslcpy: min(n + 1, size)
+    // units, the terminator only when it fits, gives min(n, size).
     const bool narrow = sizeof(C) == 1;
     const size_t copied = narrow ? std::min(n, size ? size - 1 : 0) : std::min(n + 1, size);
     want = Str<C>(src.c_str(), copied) + (narrow && size ? Str<C>(1, C(0)) : Str<C>()) + Str<C>(10, C('#'));

@@ -1,5 +1,5 @@
-// Keyed messages against a model written here: a list of elements from which
-// the test builds the expected wire image byte by byte with its own hash.
+// Keyed messages against a model: a list of elements from which the test builds
+// the expected wire image byte by byte with its own hash.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -61,9 +61,8 @@ const char *get(const ruvo_xmsg_st *msg, const std::string &k, uint32_t *cursor 
   return static_cast<const char *>(ruvo_xmsg_get(msg, k.data(), static_cast<uint16_t>(k.size()), len, cursor));
 }
 
-// A message against the model: creator, count, wire image, the walk over
-// the live elements in adding order, and every key's live values newest
-// first through a cursor (each followed by a 0 byte, the cursor ending at 0).
+// A message against the model: creator, count, wire image, the walk in adding
+// order, and every key's live values newest first through a cursor.
 void expect_matches(const ruvo_xmsg_st *msg, const model &m, const strings &keys) {
   EXPECT_STREQ(ruvo_xmsg_get_creator(msg), m.creator.c_str());
   EXPECT_EQ(ruvo_xmsg_nelem(msg), m.elems.size());
@@ -108,9 +107,8 @@ TEST(Xmsg, WireExampleComesOutByteForByte) {
   ruvo_xmsg_release(msg);
 }
 
-// Random keys (zero bytes, case variants, prefixes, "creator"), repeated keys,
-// empty and long values, deletes. The message, its unpacked copy and a dup of
-// that all equal the model, so pack -> unpack -> pack gives the same bytes.
+// Random keys (zero bytes, case variants, "creator"), empty and long values,
+// deletes. The message, its unpacked copy and a dup of that all equal the model.
 TEST(Xmsg, RandomMessagesMatchTheModelAndRoundTrip) {
   std::mt19937 rng(12345);
   auto text = [&](size_t n, int zeros) {
@@ -140,8 +138,7 @@ TEST(Xmsg, RandomMessagesMatchTheModelAndRoundTrip) {
     }
     expect_matches(msg, m, keys);
     bytes image = pack(msg);
-    // A flipped data byte is refused; a flipped magic byte and bytes behind the
-    // image are not.
+    // A flipped data byte is refused; a flipped magic byte and bytes behind are not.
     bytes flipped = image;
     flipped[16 + rng() % (image.size() - 16)] ^= static_cast<uint8_t>(1 + rng() % 255);
     flipped[rng() % 4] ^= 0xFF;

@@ -1,6 +1,5 @@
-// The conversion seam that the charset family stands on, held to the
-// platform converter's contract in both builds; the codec on counted input;
-// and the out-of-memory paths, through the allocation fault seam.
+// The conversion seam held to the platform converter's contract in both builds,
+// the codec on counted input, and the out-of-memory paths.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -43,8 +42,7 @@ TEST(CharsetSeam, SizeQueryExactBufferAndOneShort) {
   expect_failure([&] { return sys::from_wide(12345u, wide, b, 8); }, 87);
 }
 
-// Counted input has no terminator to stop at, so the last unit of a
-// sequence is the one that must fit exactly.
+// Counted input has no terminator, so the last unit of a sequence must fit exactly.
 TEST(CharsetCodec, CountedInputFillsToTheLastUnit) {
   const char text[] = "\xC3\xA9\xF4\x8F\xBF\xBF";  // U+00E9 U+10FFFF
   char16_t w[3];
@@ -55,6 +53,10 @@ TEST(CharsetCodec, CountedInputFillsToTheLastUnit) {
   EXPECT_EQ(ruvo::utf::utf16_to_utf8(w, 3, b, 5), ruvo::utf::npos);
   EXPECT_EQ(ruvo::utf::utf16_to_utf8(w, 3, b, 6), 6u);
   EXPECT_EQ(std::string(b, 6), text);
+  // A sequence cut by the count stays cut, though the rest of it follows in memory.
+  EXPECT_EQ(ruvo::utf::utf16_to_utf8(u"\U0001F600", 1, b, 6), 3u);  // EF BF BD
+  EXPECT_EQ(ruvo::utf::utf8_to_utf16("\xE2\x82\xAC", 2, w, 3), 1u);
+  EXPECT_EQ(w[0], u'\uFFFD');
 }
 
 // The result fails; then the UTF-16 step succeeds and the result fails.

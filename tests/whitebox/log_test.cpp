@@ -1,5 +1,4 @@
-// The in-library log call: the record head, the level and its gate, the
-// source name, the timestamp and the caller's error state.
+// The in-library log call: record head, level gate, source name, timestamp.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -24,10 +23,8 @@ void capture(uint32_t level, const char *format, va_list args) {
   g_records.push_back(std::to_string(level) + text);
 }
 
-// The record carries the whole head and leaves errno as it was. The level
-// starts at 2 (info) and takes 0 to 3 as given; any other value sets 2, also
-// one just above 3: it is not clamped. [fatal] and [error] are level 0 and
-// pass at every level, [warn] too is dropped at level 0.
+// The record leaves errno as it was. The level starts at 2 and takes 0 to 3;
+// any other value sets 2 (not clamped). [fatal] and [error] pass at every level.
 TEST(LogCall, RecordHeadLevelAndGate) {
   ASSERT_EQ(ruvo_log_output_register(&capture), 0);
   errno = ERANGE;
@@ -66,10 +63,9 @@ TEST(SourceStem, IsTheFileNameWithoutFoldersOrExtension) {
   EXPECT_STREQ(ruvo::detail::make_source_stem("a.d/b.d\\auto_log.cpp").text, "auto_log");
 }
 
-// Local time as the C library breaks it down (read before and after, in case
-// the second turns over), cut to the size and terminated. Without local time
-// it is the epoch: 20 bytes with the terminator if they fit, else size - 1
-// bytes and no terminator. No buffer or size 0: nothing.
+// Local time (read before and after, in case the second turns over), cut and
+// terminated. Without local time, the epoch: 20 bytes with the terminator if
+// they fit, else size - 1 bytes and no terminator.
 TEST(LogTimestamp, IsLocalTimeOrTheEpochCutToTheSize) {
   auto now = [] {
     const std::time_t t = std::time(nullptr);

@@ -11,8 +11,7 @@ namespace {
 volatile int32_t g_impossible_size = -1;
 void *volatile g_kept_block;  // reachable at exit, so the leak checker stays quiet
 
-// The record is "[fatal] ... [memory:<line>] Out of memory" on standard error
-// (no output registered), and the process then ends with status 0.
+// With no output registered the record goes to standard error; the exit status is 0.
 TEST(CheckedAllocationDeathTest, FailedMallocOrReallocLogsAndExitsWithZero) {
   constexpr char kFatalRecord[] = "\\[fatal\\] \\[pid:.*\\[kel\\] \\[memory:.*\\] Out of memory";
   EXPECT_EXIT(ruvo_malloc(g_impossible_size), ::testing::ExitedWithCode(0), kFatalRecord);

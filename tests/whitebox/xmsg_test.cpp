@@ -1,5 +1,4 @@
-// Keyed messages from the inside: every hash kernel against the one-byte
-// definition, allocation failures through the fault seam, the 32-bit limits.
+// Every hash kernel against the one-byte definition, failed allocations, limits.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -34,10 +33,9 @@ TEST(XmsgInternals, EveryKernelHashesAndCopiesLikeTheBytewiseDefinition) {
   }
 }
 
-// A failed allocation or an add past the 32-bit limits is reported and leaves
-// the message as it was; nothing is lost (the sanitizer's leak checker holds
-// the test to that). Past the limits only the size checks can answer: the
-// store behind those numbers does not exist, and no byte of the value may be read.
+// A failed allocation or an add past the 32-bit limits leaves the message as it
+// was (the leak checker holds nothing lost). Past the limits the store behind the
+// numbers does not exist: only the size checks may answer, reading no value byte.
 TEST(XmsgFaults, FailedAllocationsAndImpossibleSizesChangeNothing) {
   namespace fault = ruvo::fault;
   ruvo_xmsg_st *msg = ruvo_xmsg_new("abc");
