@@ -147,7 +147,10 @@ TEST(KeepaliveMgr, WorkersUpdateWhileASupervisorChecks) {
     for (int n = 1; !stop; ++n, sleep_ms(2)) {
       if (i == 3 && stall) continue;
       ruvo_keepalive_update(obj);
-      if (n % 8 == 0) ruvo_keepalive_mgr_add(mgr, obj = ruvo_keepalive_create(name.c_str(), kTimeout));
+      if (n % 8 == 0) {
+        obj = ruvo_keepalive_create(name.c_str(), kTimeout);
+        ruvo_keepalive_mgr_add(mgr, obj);
+      }
     }
   });
   supervisor.join();

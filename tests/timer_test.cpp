@@ -45,9 +45,11 @@ TEST(Timer, RandomStartsAndStopsOnEightThreadsAgreeWithAModel) {
   EXPECT_EQ(ruvo_bstimer_get_userdata(nullptr), nullptr);
   std::atomic<int> ready{0};
   ruvo_test::run_threads(8, [&](int thread) {
-    ruvo_test::leaks_ignored heap_outlives_thread;  // nothing runs at thread exit
     for (++ready; ready.load() < 8;) std::this_thread::yield();  // heaps made at one moment
-    ruvo_bstimer_init();
+    {
+      ruvo_test::leaks_ignored heap_outlives_thread;  // nothing runs at thread exit
+      ruvo_bstimer_init();
+    }
     EXPECT_EQ(ruvo_bstimer_poll_once(), 0u);
     struct model_timer { ruvo_bstimer_st *handle; uint64_t low, high; bool stopped; int calls; };
     std::vector<model_timer> timers;
