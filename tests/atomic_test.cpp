@@ -12,6 +12,7 @@
 namespace {
 
 using std::chrono::milliseconds;
+using std::chrono::steady_clock;
 
 // One increment by a compare-and-swap loop, starting from a guess of 0.
 template <class T, class Next>
@@ -19,9 +20,8 @@ void bump(T (*cas)(volatile T *, T, T), volatile T *target, Next next) {
   for (T seen{}, found; (found = cas(target, next(seen), seen)) != seen;) seen = found;
 }
 
-// Eight threads add, swap and increment by compare-and-swap loops (which
-// lose or invent increments if the new and expected values trade places):
-// the sums are exact, the 64-bit ones across the 32-bit line.
+// Compare-and-swap loops lose or invent increments if the new and expected
+// values trade places; the 64-bit sums cross the 32-bit line.
 TEST(Atomic, EightThreadsSumExactly) {
   ruvo_test::watchdog dog("atomic sums", 60);
   constexpr uint32_t kRounds = 20000, kTotal = 8 * kRounds;
@@ -33,7 +33,7 @@ TEST(Atomic, EightThreadsSumExactly) {
   std::atomic<uint32_t> seen_set{0};
   ruvo_test::run_threads(8, [&](int t) {
     for (uint32_t i = 0; i < kRounds; ++i) {
-      ruvo_atomic32_add_and_fetch(&add32, (i + t) % 2 ? 3 : -1);
+      ruvo_atomic32_add_and_fetch(&add32, (i + t) % 2 ? 3 : -1);  // half +3, half -1
       ruvo_atomic64_add_and_fetch(&add64, 1);
       seen_set += ruvo_atomic32_set(&old32, 1);  // 1 back from all but the first
       bump(ruvo_atomic32_cmp_and_swap, &cas32, [](uint32_t v) { return v + 1; });
@@ -41,7 +41,7 @@ TEST(Atomic, EightThreadsSumExactly) {
       bump(ruvo_atomic_cmp_and_swap_ptr, &cursor, [](void *v) -> void * { return static_cast<char *>(v) + 1; });
     }
   });
-  EXPECT_TRUE(add32 == kTotal && ruvo_atomic32_get(&cas32) == kTotal && seen_set == kTotal - 1);  // half +3, half -1
+  EXPECT_TRUE(add32 == kTotal && ruvo_atomic32_get(&cas32) == kTotal && seen_set == kTotal - 1);
   EXPECT_TRUE(add64 == kBase + kTotal && cas64 == kBase + kTotal && cursor == cells + kTotal);
   EXPECT_EQ(ruvo_atomic64_set(&add64, 5), kBase + kTotal);
   EXPECT_EQ(ruvo_atomic64_get(&add64), 5u);
@@ -52,6 +52,7 @@ struct once_probe {
   std::atomic<bool> hold{false};  // the initialiser waits while set
   int result = 1;
 };
+
 int32_t probe_init(void *object, void *arg) {
   auto *probe = static_cast<once_probe *>(arg);
   probe->calls.fetch_add(1);
@@ -61,10 +62,8 @@ int32_t probe_init(void *object, void *arg) {
   return probe->result;
 }
 
-// Eight threads race; one runs the 250 ms initialiser while the others
-// poll. Its result is final: a failure is seen by every caller, now and
-// later, and nobody runs it again. Then a waiter that gives up after 50
-// polls of 100 ms while the initialiser hangs, which still finishes.
+// Eight threads race over a 250 ms initialiser, which runs once; its result,
+// failure too, is what every caller sees, then and later. A hung one is given up.
 TEST(Once, RacingThreadsRunTheInitialiserOnceAndItsResultIsFinal) {
   ruvo_test::watchdog dog("once", 40);
   for (const int result : {1, 0}) {
@@ -91,23 +90,23 @@ TEST(Once, RacingThreadsRunTheInitialiserOnceAndItsResultIsFinal) {
   state = 7;  // not FAILED: taken as ready
   EXPECT_EQ(ruvo_singleton_once(&state, &object, probe_init, nullptr), 1);
 
-  // The waiter is back before a ruler thread has made 50 sleeps of 100 ms
-  // on the same clock, plus half a sleep: 51 polls could not be. A loaded
-  // machine that delays the waiter more than the ruler gets a second try.
+  // A waiter gives up on a hung initialiser after 50 polls of 100 ms: before a
+  // ruler thread has made 50 sleeps on the same clock, plus half a sleep (a
+  // second try when load delays the waiter more than the ruler).
   state = RUVO_SINGLETON_IDLE;
   once_probe probe;
   probe.hold = true;
   std::thread initialiser([&] { ruvo_singleton_once(&state, &object, probe_init, &probe); });
   while (probe.calls.load() == 0) std::this_thread::yield();
   const auto back_in_time = [&] {
-    auto ruled = std::chrono::steady_clock::duration::zero();
-    std::thread ruler([&, start = std::chrono::steady_clock::now()] {
+    auto ruled = steady_clock::duration::zero();
+    std::thread ruler([&, start = steady_clock::now()] {
       for (int i = 0; i < 50; ++i) ruvo_msleep(100);
-      ruled = std::chrono::steady_clock::now() - start;
+      ruled = steady_clock::now() - start;
     });
-    const auto start = std::chrono::steady_clock::now();
+    const auto start = steady_clock::now();
     EXPECT_EQ(ruvo_singleton_once(&state, &object, probe_init, &probe), 0);
-    const auto waited = std::chrono::steady_clock::now() - start;
+    const auto waited = steady_clock::now() - start;
     ruler.join();
     EXPECT_GE(waited, milliseconds(4800));
     return waited < ruled + milliseconds(50);

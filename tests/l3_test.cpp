@@ -1,9 +1,7 @@
-// L3 addresses through the exported calls. Text is checked against glibc's
-// inet_pton and inet_ntop; masks, networks and folding against Python's
-// ipaddress, and texts at the edges of the grammar against a table
-// (data/l3_vectors.txt, written by data/l3_vectors.py); arithmetic,
-// sorting and searching against 128-bit integers, std::sort and linear scans;
-// tables hold the edge cases and every result code.
+// L3 addresses through the exported calls, against independent oracles:
+// glibc's inet_pton and inet_ntop for text; Python's ipaddress for masks,
+// networks and folding (data/l3_vectors.txt, by data/l3_vectors.py, with its
+// edge texts); 128-bit integers, std::sort and linear scans for the rest.
 #include <gtest/gtest.h>
 
 #include <algorithm>
