@@ -263,6 +263,10 @@ TEST_F(ZipLib, BadInputIsRefused) {
     spill(path(name), bytes);
     EXPECT_EQ(ruvoZipOpen64(path(name).c_str(), RUVO_ZIP_APPEND_ADD), nullptr) << name;
   }
+  spill(path("bare.zip"), end + std::string(18, '\0'));  // the smallest sound archive
+  zf = ruvoZipOpen64(path("bare.zip").c_str(), RUVO_ZIP_APPEND_ADD);
+  EXPECT_NE(zf, nullptr);
+  EXPECT_EQ(ruvoZipClose(zf, nullptr), 0);
   EXPECT_EQ(ruvoZipOpen64(path("missing.zip").c_str(), RUVO_ZIP_APPEND_ADD), nullptr);
   EXPECT_EQ(ruvoZipOpen64(nullptr, 0), nullptr);
   EXPECT_EQ(ruvoZipOpen64(path("one.zip").c_str(), 1), nullptr);
