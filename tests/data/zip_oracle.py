@@ -1,17 +1,42 @@
 #!/usr/bin/env python3
 """Reads archives with Python's zipfile and Info-ZIP's unzip and compares them
-with what the test wrote. Input: a JSON manifest
-  [{"path": str, "password": hex|null, "comment": hex,
-    "entries": [{"name": hex, "data": hex | {"size": n, "crc": c},
-                 "time": [y, mo, d, h, mi, s], "ext": n, "int": n, "comment": hex}]}]
+with what the test wrote. Input: a manifest of lines, texts in hexadecimal
+behind an "x" (so that none is empty),
+  archive <path> <password> <comment>
+  entry <name> <data> <comment> <flags> <size> <crc> <year> <mon> <mday> <hour> <min> <sec> <ext> <int>
+where the entries belong to the archive above them; size and CRC (not 0)
+stand for data too large to list, flags are the flag bits without the UTF-8
+one, and the rest are the fields of the record the entry was added with
+(years since 1900, months from 0; a year before 80 means no record).
 Prints one line per fault and exits 1 if there was one."""
-import json
 import subprocess
 import sys
 import zipfile
 import zlib
 
 faults = []
+
+
+def unhex(text):
+    return bytes.fromhex(text[1:])
+
+
+def read_manifest(path):
+    archives = []
+    for line in open(path):
+        kind, *f = line.split()
+        if kind == "archive":
+            archives.append({"path": f[0], "password": unhex(f[1]).hex() or None,
+                             "comment": unhex(f[2]).hex(), "entries": []})
+            continue
+        flags, size, crc, year, mon, mday, hour, minute, sec, ext, int_attr = map(int, f[3:])
+        time = [1980, 1, 1, 0, 0, 0] if year < 80 else [
+            year + 1900, mon + 1, mday, hour, minute, sec // 2 * 2]
+        data = {"size": size, "crc": crc} if size else unhex(f[1]).hex()
+        archives[-1]["entries"].append({"name": unhex(f[0]).hex(), "data": data, "time": time,
+                                        "ext": ext, "int": int_attr & 0xFFFF, "flags": flags,
+                                        "comment": unhex(f[2]).hex()})
+    return archives
 
 
 def check(archive):
@@ -40,6 +65,8 @@ def check(archive):
             expected = (w["time"], w["ext"], w["int"], bytes.fromhex(w["comment"]))
             if meta != expected:
                 faults.append(f"{path}: {name!r} has {meta}, expected {expected}")
+            if info.flag_bits & ~0x800 != w["flags"]:
+                faults.append(f"{path}: {name!r} flag bits {info.flag_bits:#x}, expected {w['flags']:#x}")
             if isinstance(w["data"], dict):
                 crc, size = 0, 0
                 with zf.open(info) as f:
@@ -61,7 +88,7 @@ def check(archive):
             faults.append(f"{path}: unzip -t gives {run.returncode}: {run.stdout[-300:]!r} {run.stderr[-300:]!r}")
 
 
-for archive in json.load(open(sys.argv[1])):
+for archive in read_manifest(sys.argv[1]):
     try:
         check(archive)
     except Exception as e:  # a reader that gives up is a fault too

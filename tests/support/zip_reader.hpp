@@ -13,10 +13,9 @@
 namespace ruvo_test {
 
 struct ZipItem {
-  std::string name, data, extra, comment;  // extra: the central extra without the Zip64 field
-  uint32_t dos_time = 0, crc = 0, external_fa = 0;
-  uint16_t flags = 0, method = 0, internal_fa = 0;
-  uint64_t offset = 0;
+  std::string name, data;
+  uint32_t dos_time = 0, crc = 0;
+  uint16_t flags = 0, method = 0;
 };
 
 struct ZipRead {
@@ -99,34 +98,27 @@ inline ZipRead read_zip(const std::string &s, const std::string &password = "") 
     it.method = static_cast<uint16_t>(le(s, p + 10, 2));
     it.dos_time = static_cast<uint32_t>(le(s, p + 12, 4));
     it.crc = static_cast<uint32_t>(le(s, p + 16, 4));
-    uint64_t csize = le(s, p + 20, 4), usize = le(s, p + 24, 4);
+    uint64_t csize = le(s, p + 20, 4), usize = le(s, p + 24, 4), h = le(s, p + 42, 4);
     const uint64_t nlen = le(s, p + 28, 2), xlen = le(s, p + 30, 2), clen = le(s, p + 32, 2);
-    it.internal_fa = static_cast<uint16_t>(le(s, p + 36, 2));
-    it.external_fa = static_cast<uint32_t>(le(s, p + 38, 4));
-    it.offset = le(s, p + 42, 4);
     if (!fits(s, p + 46, nlen + xlen + clen)) return fail("central record too long");
     it.name = s.substr(p + 46, nlen);
-    it.comment = s.substr(p + 46 + nlen + xlen, clen);
     for (uint64_t x = p + 46 + nlen; x + 4 <= p + 46 + nlen + xlen;) {
       const uint64_t tag = le(s, x, 2), len = le(s, x + 2, 2);
       if (x + 4 + len > p + 46 + nlen + xlen) return fail("extra field too long");
       if (tag == 1) {
         uint64_t q = x + 4;
-        for (uint64_t *v : {&usize, &csize, &it.offset}) {
+        for (uint64_t *v : {&usize, &csize, &h}) {
           if (*v != 0xFFFFFFFFu) continue;
           if (q + 8 > x + 4 + len) return fail("short zip64 field");
           *v = le(s, q, 8);
           q += 8;
         }
-      } else {
-        it.extra += s.substr(x, 4 + len);
       }
       x += 4 + len;
     }
     p += 46 + nlen + xlen + clen;
 
     // The local header must say what the central record says.
-    const uint64_t h = it.offset;
     if (!fits(s, h, 30) || le(s, h, 4) != 0x04034b50) return fail(it.name + ": no local header");
     const uint64_t lnlen = le(s, h + 26, 2), lxlen = le(s, h + 28, 2);
     if (!fits(s, h + 30, lnlen + lxlen) || s.substr(h + 30, lnlen) != it.name) return fail(it.name + ": local name");

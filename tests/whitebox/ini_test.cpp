@@ -46,16 +46,15 @@ TEST(IniFaults, EveryFailingStepLeavesTheTargetAndNoTemporaryFile) {
   ruvo_ini_file_set(doc, "a", "k2", "");
   ruvo_ini_file_set(doc, "b", "long", std::string(1500, 'x').c_str());
   // Plain: 7 lines ([a], two keys, empty line, [b], a key, empty line).
-  // Enciphered: 6 blocks (the long line is two), no empty lines.
-  const std::vector<int32_t> lines(7, RUVO_INI_E_WRITE), blocks(6, RUVO_INI_E_WRITE);
-  for (const char *name : {"t.ini", "t.eni"}) {
-    const bool eni = name[2] == 'e';
-    std::vector<int32_t> want{RUVO_INI_E_TEMP_NAME, RUVO_INI_E_TEMP_OPEN};
-    if (eni) want.push_back(RUVO_INI_E_SEEK_BODY);
-    want.insert(want.end(), eni ? blocks.begin() : lines.begin(), eni ? blocks.end() : lines.end());
-    if (eni) want.insert(want.end(), {RUVO_INI_E_SEEK_HEAD, RUVO_INI_E_DIGEST, RUVO_INI_E_WRITE_HEAD});
-    want.insert(want.end(), {RUVO_INI_E_WRITE, RUVO_INI_E_RENAME});  // the flush, the rename
-    const std::string target = (dir / name).string();
+  // Enciphered: 6 blocks (the long line is two), no empty lines. Then the
+  // flush and the rename.
+  const int32_t W = RUVO_INI_E_WRITE, name = RUVO_INI_E_TEMP_NAME, open = RUVO_INI_E_TEMP_OPEN;
+  const std::pair<const char *, std::vector<int32_t>> files[] = {
+      {"t.ini", {name, open, W, W, W, W, W, W, W, W, RUVO_INI_E_RENAME}},
+      {"t.eni", {name, open, RUVO_INI_E_SEEK_BODY, W, W, W, W, W, W, RUVO_INI_E_SEEK_HEAD,
+                 RUVO_INI_E_DIGEST, RUVO_INI_E_WRITE_HEAD, W, RUVO_INI_E_RENAME}}};
+  for (const auto &[file, want] : files) {
+    const std::string target = (dir / file).string();
     std::ofstream(target, std::ios::binary) << "old";
     std::vector<int32_t> got;
     for (long n = 0; n < 40; ++n) {
@@ -64,11 +63,11 @@ TEST(IniFaults, EveryFailingStepLeavesTheTargetAndNoTemporaryFile) {
       ruvo::fault::fail_save_step(-1);
       if (rc == 0) break;
       got.push_back(rc);
-      EXPECT_EQ(read_file(target), "old") << name << " step " << n;
-      EXPECT_TRUE(fs::is_empty(tmp)) << name << " step " << n;
+      EXPECT_EQ(read_file(target), "old") << file << " step " << n;
+      EXPECT_TRUE(fs::is_empty(tmp)) << file << " step " << n;
     }
-    EXPECT_EQ(got, want) << name;
-    }
+    EXPECT_EQ(got, want) << file;
+  }
   ruvo_ini_file_free(doc);
   ruvo_log_output_unregister(capture);
   for (const char *text : {"] _wtmpnam to utf8 failed\n", "] Failed to write data\n",
