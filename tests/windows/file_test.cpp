@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 
 #include <ctime>
+#include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "ruvo/base/file.h"
@@ -21,12 +23,8 @@ std::wstring wide(const std::string &s) {
 }
 
 std::string read(const std::string &p) {
-  std::string bytes;
-  if (FILE *f = ::_wfopen(wide(p).c_str(), L"rb")) {
-    for (int c; (c = std::fgetc(f)) != EOF;) bytes += char(c);
-    std::fclose(f);
-  }
-  return bytes;
+  std::ifstream in(std::filesystem::path(wide(p)), std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
 }
 
 bool exists(const std::string &p) { return ::GetFileAttributesW(wide(p).c_str()) != INVALID_FILE_ATTRIBUTES; }
@@ -41,18 +39,10 @@ class WinFile : public ::testing::Test {
     root_ = std::string(utf8) + "ruvo-file-" + std::to_string(::GetCurrentProcessId()) + "-\xC3\xA4\xE6\x97\xA5";
     ASSERT_TRUE(::CreateDirectoryW(wide(root_).c_str(), nullptr));
   }
-  void TearDown() override {
-    // Deepest first; every test keeps to these names.
-    for (const char *f : {"/n\xC3\xBC/d/f.txt", "/n\xC3\xBC/d/g.txt", "/src.txt", "/dst.txt", "/big", "/a1", "/a2"})
-      ::DeleteFileW(wide(root_ + f).c_str());
-    for (const char *d : {"/n\xC3\xBC/d", "/n\xC3\xBC", "/sub", ""}) ::RemoveDirectoryW(wide(root_ + d).c_str());
-  }
+  void TearDown() override { std::filesystem::remove_all(wide(root_)); }
   std::string put(const char *name, const std::string &bytes) const {
-    const std::string p = root_ + name;
-    FILE *f = ::_wfopen(wide(p).c_str(), L"wb");
-    std::fwrite(bytes.data(), 1, bytes.size(), f);
-    std::fclose(f);
-    return p;
+    std::ofstream(std::filesystem::path(wide(root_ + name)), std::ios::binary) << bytes;
+    return root_ + name;
   }
   std::string root_;
 };
@@ -67,13 +57,18 @@ TEST_F(WinFile, CopyIntoMissingFoldersFlushesAndReplaces) {
   EXPECT_EQ(ruvo_file_copy_w(wide(src).c_str(), wide(dst).c_str()), 0);
   EXPECT_EQ(read(dst), "second");
   EXPECT_EQ(read(src), "second");
-
   // A missing source fails after the retry, and nothing appears.
   const std::string none = root_ + "/none.txt", other = root_ + "/sub/x.txt";
   EXPECT_EQ(ruvo_file_copy(none.c_str(), other.c_str()), -1);
   EXPECT_FALSE(exists(other));
   EXPECT_EQ(ruvo_file_copy(nullptr, dst.c_str()), -1);
   EXPECT_EQ(ruvo_file_copy_w(wide(src).c_str(), nullptr), -1);
+  // The wide open makes a file that the wide flush and unlink find.
+  ruvo_file_close(ruvo_file_open_w(wide(none).c_str(), L"wb"));
+  EXPECT_TRUE(exists(none));
+  EXPECT_EQ(ruvo_file_flush_w(wide(none).c_str()), 0);
+  EXPECT_EQ(ruvo_file_unlink_w(wide(none).c_str()), 0);
+  EXPECT_FALSE(exists(none));
 }
 
 TEST_F(WinFile, RenameIntoMissingFoldersAndItsErrors) {
@@ -84,7 +79,6 @@ TEST_F(WinFile, RenameIntoMissingFoldersAndItsErrors) {
   EXPECT_FALSE(exists(src));
   EXPECT_EQ(ruvo_file_rename(src.c_str(), dst.c_str()), ERROR_FILE_NOT_FOUND);
   EXPECT_EQ(read(dst), "moved");
-
   // A target held open without sharing can't be replaced: the platform's
   // error, and both files stay as they were.
   put("/src.txt", "new");
@@ -104,8 +98,7 @@ TEST_F(WinFile, LinkNeedsAnExistingSource) {
   EXPECT_FALSE(exists(root_ + "/sub"));  // nothing made for a missing source
   EXPECT_EQ(ruvo_file_link(nullptr, link.c_str()), -1);
   EXPECT_EQ(ruvo_file_link_w(wide(none).c_str(), nullptr), -1);
-  const std::string src = put("/src.txt", "target");
-  const std::string file_link = root_ + "/n\xC3\xBC/d/f.txt";
+  const std::string src = put("/src.txt", "target"), file_link = root_ + "/n\xC3\xBC/d/f.txt";
   EXPECT_EQ(ruvo_file_link(src.c_str(), file_link.c_str()), 0);
   EXPECT_TRUE(exists(root_ + "/n\xC3\xBC/d"));  // the folders above a file link
   if (ruvo_test::under_wine()) GTEST_SKIP() << "Wine's CreateSymbolicLinkW succeeds and makes no link";
@@ -128,7 +121,6 @@ TEST_F(WinFile, SizeReadsTheDirectoryEntry) {
   EXPECT_EQ(ruvo_file_size((root_ + "/a?").c_str()), 1u);  // the first match
   EXPECT_EQ(ruvo_file_size_w(wide(root_ + "/none").c_str()), 0u);
   EXPECT_EQ(ruvo_file_size_w(L""), 0u);
-
   // The UTF-8 forms take 259 units and a terminator, not one more.
   const std::string rel259(259, 'a'), rel260(260, 'a');
   EXPECT_EQ(ruvo_file_size(rel260.c_str()), 0u);
@@ -150,7 +142,6 @@ TEST_F(WinFile, StatFillsTheRuntimeRecord) {
   EXPECT_EQ(ruvo_file_stat_w(L"", &st), 1);
   EXPECT_EQ(ruvo_file_stat(nullptr, &st), 1);
   EXPECT_EQ(ruvo_file_stat((root_ + "/none").c_str(), &st), 1);
-
   // The runtime refuses a folder with a trailing separator; the attributes
   // still give its three times, and nothing else is written.
   struct _stat64 dir = {};
@@ -160,16 +151,6 @@ TEST_F(WinFile, StatFillsTheRuntimeRecord) {
   EXPECT_EQ(dir.st_mode, 0);
   EXPECT_LE(std::llabs(dir.st_ctime - before), 5);
   EXPECT_LE(std::llabs(dir.st_mtime - before), 5);
-}
-
-TEST_F(WinFile, OpenAndUnlinkWideNames) {
-  const std::string p = root_ + "/src.txt";
-  FILE *f = ruvo_file_open_w(wide(p).c_str(), L"wb");
-  ASSERT_NE(f, nullptr);
-  ruvo_file_close(f);
-  EXPECT_EQ(ruvo_file_flush_w(wide(p).c_str()), 0);
-  EXPECT_EQ(ruvo_file_unlink_w(wide(p).c_str()), 0);
-  EXPECT_FALSE(exists(p));
 }
 
 }  // namespace

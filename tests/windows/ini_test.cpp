@@ -17,11 +17,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string read_file(const fs::path &p) {
-  std::ifstream in(p, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
-
 TEST(WindowsIni, LockedTargetKeepsItsBytesAndRetryWaitsForIt) {
   const fs::path dir = fs::temp_directory_path() / ("ini_lock_" + std::to_string(::GetCurrentProcessId()));
   const fs::path tmp = dir / "tmp";
@@ -30,13 +25,13 @@ TEST(WindowsIni, LockedTargetKeepsItsBytesAndRetryWaitsForIt) {
   ruvo_ini_file_st *doc = ruvo_ini_file_load(nullptr);
   ruvo_ini_file_set(doc, "s", "k", "new");
   for (const char *name : {"t.ini", "t.eni"}) {
-    const fs::path target = dir / name;
+    const std::string target = (dir / name).string();
     std::ofstream(target, std::ios::binary) << "old";
-    HANDLE lock = ::CreateFileW(target.wstring().c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING,
+    HANDLE lock = ::CreateFileA(target.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING,
                                 FILE_ATTRIBUTE_NORMAL, nullptr);
     ASSERT_NE(lock, INVALID_HANDLE_VALUE);
-    EXPECT_EQ(ruvo_ini_file_save(doc, target.string().c_str(), 0), RUVO_INI_E_RENAME);
-    EXPECT_EQ(ruvo_ini_file_save_directio(doc, target.string().c_str(), 0), RUVO_INI_E_RENAME);
+    EXPECT_EQ(ruvo_ini_file_save(doc, target.c_str(), 0), RUVO_INI_E_RENAME);
+    EXPECT_EQ(ruvo_ini_file_save_directio(doc, target.c_str(), 0), RUVO_INI_E_RENAME);
     EXPECT_TRUE(fs::is_empty(tmp));
     char old[8];
     DWORD got = 0;  // read through the lock: nobody else can
@@ -46,14 +41,16 @@ TEST(WindowsIni, LockedTargetKeepsItsBytesAndRetryWaitsForIt) {
       ::Sleep(250);
       ::CloseHandle(lock);
     });
-    EXPECT_EQ(ruvo_ini_file_save_retry(doc, target.string().c_str(), 0, 20), 0);
+    EXPECT_EQ(ruvo_ini_file_save_retry(doc, target.c_str(), 0, 20), 0);
     release.join();
-    ruvo_ini_file_st *back = ruvo_ini_file_load(target.string().c_str());
+    ruvo_ini_file_st *back = ruvo_ini_file_load(target.c_str());
     EXPECT_STREQ(ruvo_ini_file_get(back, "s", "k"), "new");
-    if (name[2] == 'i') {
-      EXPECT_EQ(read_file(target), "[s]\r\nk = new\r\n\r\n");  // text mode
-    }
     ruvo_ini_file_free(back);
+    std::ifstream saved(target, std::ios::binary);
+    const std::string text{std::istreambuf_iterator<char>(saved), {}};
+    if (name[2] == 'i') {
+      EXPECT_EQ(text, "[s]\r\nk = new\r\n\r\n");  // text mode
+    }
     EXPECT_TRUE(fs::is_empty(tmp));
   }
   ruvo_ini_file_free(doc);
