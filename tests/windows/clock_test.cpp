@@ -32,15 +32,13 @@ TEST(Clock, FileTimeToTimetRoundsTowardsZeroAndNullsAreRefused) {
                               {-9999999, 0}, {-10000001, -1}, {-20000000, -2}};
   for (const auto &row : table) EXPECT_EQ(to_timet(filetime(kEpoch + row[0])), row[1]) << row[0];
   EXPECT_EQ(ruvo_gettimeofday(nullptr), 1);
-  auto refused = [](int32_t (*call)()) {
+  for (int32_t (*call)() : {+[] { return ruvo_filetime_to_timet(filetime(kEpoch), nullptr); },
+                            +[] { return ruvo_timet_to_systime(0, nullptr); },
+                            +[] { return ruvo_timet_to_filetime(0, nullptr); }}) {
     ::SetLastError(0);
-    return call() == 0 && ::GetLastError() == 87;
-  };
-  EXPECT_TRUE(refused([] { return ruvo_filetime_to_timet(filetime(kEpoch), nullptr); }));
-  EXPECT_TRUE(refused([] { return ruvo_timet_to_systime(0, nullptr); }));
-  EXPECT_TRUE(refused([] { return ruvo_timet_to_filetime(0, nullptr); }));
-  std::tm untouched{};
-  untouched.tm_year = 77;
+    EXPECT_TRUE(call() == 0 && ::GetLastError() == 87);
+  }
+  std::tm untouched{.tm_year = 77};
   const int64_t minus_one = -1;
   EXPECT_EQ(ruvo_time_stamp_to_local(&untouched, &minus_one), RUVO_E_INVAL);
   EXPECT_EQ(ruvo_time_stamp_to_local(&untouched, nullptr), RUVO_E_INVAL);
