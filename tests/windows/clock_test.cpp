@@ -38,7 +38,8 @@ TEST(Clock, FileTimeToTimetRoundsTowardsZeroAndNullsAreRefused) {
     ::SetLastError(0);
     EXPECT_TRUE(call() == 0 && ::GetLastError() == 87);
   }
-  std::tm untouched{.tm_year = 77};
+  std::tm untouched{};
+  untouched.tm_year = 77;
   const int64_t minus_one = -1;
   EXPECT_EQ(ruvo_time_stamp_to_local(&untouched, &minus_one), RUVO_E_INVAL);
   EXPECT_EQ(ruvo_time_stamp_to_local(&untouched, nullptr), RUVO_E_INVAL);
