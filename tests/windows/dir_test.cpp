@@ -63,9 +63,8 @@ bool not_held(const std::string &dir) {
   HANDLE h = ::CreateFileW(long_form(dir).c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
   return h != INVALID_HANDLE_VALUE && ::CloseHandle(h);
 }
-// Wine 8 can neither make a link (CreateSymbolicLinkW makes nothing) nor remove one (RemoveDirectoryW
-// removes an empty target instead), but it runs Unix programs and shows a Unix link to a directory as a
-// reparse point. Runs `cmd` in `dir` and waits until `done` holds: that is how a Unix child's end shows.
+// Wine can neither make nor remove a link, but shows a Unix link to a directory as a reparse point.
+// Runs `cmd` in `dir` and waits until `done` holds: that is how a Unix child's end shows.
 template <class Done>
 bool run_unix(const wchar_t *exe, std::wstring cmd, const std::string &dir, Done done) {
   STARTUPINFOW si{};
@@ -252,9 +251,7 @@ TEST_F(Dir, WildcardMatchesTheReferenceGlob) {
   EXPECT_TRUE(expand(root_ + "/Zeta/empty/~", &rc).empty() && rc == 0);
 }
 
-// The current, home and temporary directories read back what the platform
-// says, in UTF-8 and at the exact size; setting the current directory takes
-// a relative path.
+// What the platform says, in UTF-8 and at the exact size; the current directory set relatively.
 TEST(DirPlaces, CurrentHomeAndTemporaryAgreeWithThePlatform) {
   wchar_t w[MAX_PATH];
   char buf[MAX_PATH * 3];

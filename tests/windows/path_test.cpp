@@ -54,7 +54,7 @@ TYPED_TEST(PathFiles, ExistDirAndDeleteOnRealFiles) {
   for (const uint32_t r : {TypeParam::del(nullptr), TypeParam::del(empty.c_str())}) EXPECT_EQ(r, RUVO_E_INVAL);
 }
 
-// Exactly the length with its terminator fits; one less gives 122.
+// Exactly the length with its terminator fits (the wide form wants one unit more); one less: 122.
 TEST(PathFiles, CurrentProcessInEveryEncoding) {
   wchar_t want[MAX_PATH], w[MAX_PATH];
   char u[4 * MAX_PATH], a[4 * MAX_PATH];

@@ -1,5 +1,4 @@
-// Mutex, condition variable, event and semaphore under real threads, each
-// blocking case under a watchdog so that a lost wake fails instead of hanging.
+// Mutex, condition variable, event and semaphore under real threads and watchdogs.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -32,11 +31,8 @@ int32_t registered(ruvo_cond_st *c) {
   return n;
 }
 
-// Three levels deep, the lock is held until the last unlock (the hunt below
-// shows that it excludes). Waiters hold the mutex and so does the waker, as
-// the hand-over must not need it: a broadcast returns when all three are
-// through, a signal wakes one of two, a wake with nobody waiting is not
-// kept, and a timed-out wait holds the mutex again.
+// The waker holds the mutex, as the hand-over must not need it: a broadcast wakes all three, a
+// signal one of two, a wake with nobody waiting is not kept, a timed-out wait holds the mutex.
 TEST(Sync, RecursiveMutexAndHandOversUnderIt) {
   ruvo_test::watchdog dog("mutex and hand-over", 40);
   ruvo_mutex_st *m = nullptr;
@@ -55,7 +51,7 @@ TEST(Sync, RecursiveMutexAndHandOversUnderIt) {
   ruvo_mutex_lock(m);
   EXPECT_EQ(ruvo_mutex_trylock(m), RUVO_OK);
   for (int depth = 3; depth > 0; --depth, ruvo_mutex_unlock(m)) {
-    EXPECT_FALSE(other_thread_can_take(m)) << depth;
+    EXPECT_FALSE(other_thread_can_take(m)) << depth;  // held three levels deep until the last unlock
   }
   for (const int waiters : {3, 2}) {
     std::atomic<int> woken{0};
@@ -84,8 +80,7 @@ TEST(Sync, RecursiveMutexAndHandOversUnderIt) {
   ruvo_mutex_destroy(m);
 }
 
-// Each kind made and destroyed 500 times leaves no heap block and no handle
-// behind. Handles are counted by asking about every small handle value.
+// 500 of each kind leave no heap block and no handle (asked of every small handle value) behind.
 TEST(Sync, DestroyReleasesEverything) {
   auto cycle = [] {
     ruvo_mutex_st *m = nullptr;
@@ -112,10 +107,8 @@ TEST(Sync, DestroyReleasesEverything) {
   EXPECT_LT(open_handles(), handles + 50);
 }
 
-// Four producers and four consumers over a queue of four, waking each other
-// by signal and now and then by broadcast, some waits timed so that stale
-// acknowledgements and left-over permits occur: 100000 items, each consumed
-// once, and nobody sleeps through the end.
+// Producers and consumers waking each other by signal or broadcast, some waits timed so that stale
+// acknowledgements and left-over permits occur: each item is consumed once, nobody sleeps through.
 TEST(Sync, LostWakeupHunt) {
   ruvo_test::watchdog dog("producer/consumer hand-over", 60);
   constexpr int kItems = 100000, kSide = 4;
@@ -152,9 +145,7 @@ TEST(Sync, LostWakeupHunt) {
   ruvo_mutex_destroy(m);
 }
 
-// Auto reset: set at start and taken by the first wait; then twenty sets
-// among four waiters let exactly one through each. Manual reset: one set
-// releases all six, and waits pass until the reset.
+// Auto reset: each of twenty sets lets one of four waiters through. Manual: one set releases six.
 TEST(Event, AutoResetReleasesOnePerSetManualResetReleasesAll) {
   ruvo_test::watchdog dog("events", 60);
   ruvo_event_st *e = nullptr;
@@ -194,11 +185,8 @@ TEST(Event, AutoResetReleasesOnePerSetManualResetReleasesAll) {
   ruvo_event_destroy(e);
 }
 
-// Limits (the post of 0x10000 - 2 is one past the maximum), then four
-// posters and four takers at once. A take may give
-// RUVO_E_FAIL when the readable count lags a racing post, having used its
-// permit all the same; the platform's count must come out exact (nothing
-// left), and the readable count once the next post sets it.
+// A racing take may give RUVO_E_FAIL when the readable count lags a post, its permit used all
+// the same: the platform's count must still come out exact, the readable one after the next post.
 TEST(Semaphore, LimitsAndCountsExactUnderEightThreads) {
   ruvo_test::watchdog dog("semaphore counts", 60);
   EXPECT_EQ(ruvo_semaphore_init(0x10001), nullptr);

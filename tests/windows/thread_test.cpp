@@ -1,5 +1,4 @@
-// Threads and thread-local slots on real platform threads. Start records
-// are counted by walking the process heap, where the library takes them.
+// Threads and thread-local slots on real threads; start records counted on the process heap.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -37,10 +36,8 @@ bool handle_open(void *h) {
   return ::GetHandleInformation(h, &flags) != 0;
 }
 
-// Exit codes come back and the handle is closed, also with no code wanted.
-// A join gives up at its 5000 ms bound with the last error as it was and
-// the handle open; after a cancel the record joins again. A detached thread
-// runs on.
+// A join gives up at its 5000 ms bound with the last error as it was and the handle open; after a
+// cancel the record joins again. A detached thread runs on.
 TEST(Thread, JoinGivesTheExitCodeOrTimesOutAtItsBound) {
   ruvo_test::watchdog dog("bounded join", 30);
   ruvo_thread_st t{};
@@ -82,8 +79,7 @@ TEST(Thread, JoinGivesTheExitCodeOrTimesOutAtItsBound) {
   EXPECT_EQ(ruvo_thread_nprocs(), info.dwNumberOfProcessors);
 }
 
-// 300 threads that return hand their start records back, counted after a
-// first 300 have made whatever the runtime keeps per process.
+// Counted after a first 300 threads have made whatever the runtime keeps per process.
 TEST(Thread, StartRecordIsFreedByAThreadThatReturns) {
   ruvo_test::watchdog dog("start records", 60);
   size_t before = 0;
@@ -104,8 +100,7 @@ void drop_value(void *v) {
   delete static_cast<int *>(v);
 }
 
-// Each of eight threads gets its own value, made once and unset before; a
-// `create` that gives null is asked again at every call; a value that
+// A value made once per thread; a null from `create` is asked again at every call; a value that
 // cannot be stored goes to `destroy` and the store's reason stays.
 TEST(Tls, AutoGetMakesOneValuePerThread) {
   ruvo_test::watchdog dog("auto slots", 30);
@@ -145,8 +140,7 @@ TEST(Tls, AutoGetMakesOneValuePerThread) {
   EXPECT_EQ(g_destroyed.load(), 1);
 }
 
-// With every slot taken, a key costs no memory and auto-get says
-// RUVO_E_TLS; freed keys give their slots back.
+// With every slot taken a key costs no memory and auto-get says RUVO_E_TLS; freed slots come back.
 TEST(Tls, RunningOutOfSlots) {
   std::vector<ruvo_tls_key_st *> keys;
   for (ruvo_tls_key_st *k; keys.size() < 5000 && (k = ruvo_tls_alloc()) != nullptr;) {

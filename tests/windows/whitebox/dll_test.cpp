@@ -69,8 +69,7 @@ TEST(FolderPicker, TheCallbackSelectsTheInitialPathAndKeepsAFailedValidationOpen
   ::DestroyWindow(w);
 }
 
-// The chosen folder's path fits with its terminator and not one unit shorter; an item with no
-// file system path (the drives) gives E_FAIL.
+// The path fits with its terminator, not one unit shorter; the drives have no path: E_FAIL.
 TEST(FolderPicker, TheChosenPathIsCopiedWhenItFits) {
   LPITEMIDLIST folder = nullptr, drives = nullptr;
   ASSERT_EQ(::SHGetFolderLocation(nullptr, CSIDL_WINDOWS, nullptr, 0, &folder), S_OK);

@@ -1,5 +1,4 @@
-// The start record of a thread that cannot start, through the seam that
-// makes the C runtime's thread creation fail.
+// The start record of a thread that cannot start, through the seam that fails _beginthreadex.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -13,7 +12,6 @@ namespace {
 int g_ran = 0;
 uint32_t count_run(void *) { return static_cast<uint32_t>(++g_ran); }
 
-// The seam is off until a test turns it on.
 TEST(ThreadStart, AThreadThatCannotStartFreesItsRecordAndGivesErrno) {
   ruvo_thread_st started{};
   ASSERT_EQ(ruvo_thread_start(&started, count_run, nullptr), RUVO_OK);
