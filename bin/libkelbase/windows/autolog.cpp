@@ -261,7 +261,7 @@ bool rotation_due() noexcept {
 // The newest log found at start, opened to be continued when it has room.
 FILE *continue_last_file() noexcept {
   if (g_last_file.empty()) return nullptr;
-  FILE *f = ruvo_file_open(g_last_file.c_str(), "a");
+  FILE *f = ruvo_file_open(g_last_file.c_str(), "ab");
   if (f != nullptr) {
     const int64_t end = end_position(f);
     if (end >= 0 && end < g_limits.size_limit) {
@@ -299,7 +299,7 @@ void ruvo_autolog_rotate() noexcept {
     // A new file, or a file of that name from an earlier run of the same
     // second: opened to append, so that records already in it stay.
     if (f == nullptr) {
-      f = ruvo_file_open((g_directory + "/" + stamp + ".log").c_str(), "a");
+      f = ruvo_file_open((g_directory + "/" + stamp + ".log").c_str(), "ab");
       if (f != nullptr) end_position(f);
       g_stamp = stamp;
     }
@@ -311,12 +311,26 @@ void ruvo_autolog_rotate() noexcept {
   t_rotating = false;
 }
 
+// Log files are text files with CR LF line ends. The streams are binary and
+// the record is given its CRs here, in the copy it is written from: the
+// same bytes as a text stream writes, for less than its translation costs,
+// and a position that ftell reports exactly.
+size_t with_crlf(const char *text, size_t n, char *out) noexcept {
+  size_t k = 0;
+  for (size_t i = 0; i < n; ++i) {
+    if (text[i] == '\n') out[k++] = '\r';
+    out[k++] = text[i];
+  }
+  return k;
+}
+
 // The record is formatted first and handed to the stream in one write, which
 // the runtime's stream lock keeps whole against other threads; the
 // runtime's formatted output would also push each record through to the
 // file at once, buffer or not.
 void write_record(const char *format, va_list args) noexcept {
   char local[1024];
+  char local_crlf[2 * sizeof local];
   va_list copy;
   va_copy(copy, args);
   const int n = std::vsnprintf(local, sizeof local, format, copy);
@@ -324,19 +338,24 @@ void write_record(const char *format, va_list args) noexcept {
   if (n < 0) return;
   std::unique_ptr<char[]> large;
   const char *text = local;
+  char *out = local_crlf;
   if (static_cast<size_t>(n) >= sizeof local) {
-    large.reset(new (std::nothrow) char[static_cast<size_t>(n) + 1]);
+    large.reset(new (std::nothrow) char[3 * (static_cast<size_t>(n) + 1)]);
     if (large == nullptr) return;
     std::vsnprintf(large.get(), static_cast<size_t>(n) + 1, format, args);
     text = large.get();
+    out = large.get() + n + 1;
   }
+  const size_t k = with_crlf(text, static_cast<size_t>(n), out);
   const stream_use use;
-  std::fwrite(text, 1, static_cast<size_t>(n), use.get() != nullptr ? use.get() : stderr);
+  std::fwrite(out, 1, k, use.get() != nullptr ? use.get() : stderr);
 }
 
 void ruvo_autolog_output(uint32_t, const char *format, va_list args) {
   if (format == nullptr) return;
-  const uint64_t now = ruvo_time_get_tick_cout();
+  // The interval needs only a cheap millisecond count, read on every record:
+  // the system's tick count, not the boot-time clock that asks the kernel.
+  const uint64_t now = ::GetTickCount64();
   if (!t_rotating && (now - g_last_check.load() > g_limits.check_interval_ms ||
                       g_record_count.load() >= g_limits.records_per_check)) {
     ruvo_autolog_rotate();
