@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "internal/fault.hpp"
 #include "internal/log.hpp"
 #include "internal/platform.hpp"
 #include "ruvo/base/autolog.h"
@@ -387,12 +388,18 @@ void delete_oversized(const std::string &dir) noexcept {
   }
 }
 
+// A mutex is an allocation, which the white-box tests make fail through the
+// allocation seam.
+uint32_t make_mutex(ruvo_mutex_st **m) noexcept {
+  return ruvo::fault::allocation_fails() ? RUVO_E_NOMEM : ruvo_mutex_init(m);
+}
+
 bool make_locks() noexcept {
-  if (ruvo_mutex_init(&g_rotate_lock) != 0) {
+  if (make_mutex(&g_rotate_lock) != 0) {
     RUVO_LOG(RUVO_LOG_ERROR, "error", "mutex init failed\n");
     return false;
   }
-  if (ruvo_mutex_init(&g_collect_lock) != 0) {
+  if (make_mutex(&g_collect_lock) != 0) {
     RUVO_LOG(RUVO_LOG_ERROR, "error", "collect_thread mutex init failed\n");
     ruvo_mutex_destroy(g_rotate_lock);
     g_rotate_lock = nullptr;

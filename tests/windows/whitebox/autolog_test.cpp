@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "internal/fault.hpp"
 #include "internal/log.hpp"
 #include "ruvo/base/autolog.h"
 #include "support/support.hpp"
@@ -101,6 +102,8 @@ TEST(Autolog, StartTidiesTheDirectoryAndContinuesTheNewestLog) {
     std::snprintf(name, sizeof name, "\\20190101-0000%02d.log.zip", i);
     if (i <= 11) put(dir + name, "not read");
   }
+  // No thread can start, so what is tidied is tidied by the start itself.
+  ruvo::fault::fail_thread_starts(true);
   ruvo_autolog_init(dir.c_str(), 20);
   ruvo_autolog_init((dir + "\\other").c_str(), 1);  // the first directory stays
   ruvo_log_output(RUVO_LOG_INFO, "new %d", 13);
@@ -147,6 +150,11 @@ TEST(Autolog, RotatesBySizeAtMostOnceASecond) {
 
   const auto logs = names(dir, ".log");
   ASSERT_EQ(logs.size(), 3u);
+  SYSTEMTIME today;
+  ::GetLocalTime(&today);
+  char date[16];
+  std::snprintf(date, sizeof date, "%04d%02d%02d-", today.wYear, today.wMonth, today.wDay);
+  EXPECT_EQ(logs[2].substr(0, 9), date);
   const char *want[] = {"AB", "CDE", "F"};
   for (int i = 0; i < 3; ++i) {
     std::string firsts;
@@ -194,6 +202,33 @@ TEST(Autolog, BufferingFollowsTheLevelAndTheCacheSwitch) {
   ruvo_autolog_fflush();
   EXPECT_EQ(all_logs(dir), want + pending);
   ruvo_autolog_finit();
+  std::filesystem::remove_all(dir);
+}
+
+// A start that cannot make its locks says so and registers nothing.
+TEST(Autolog, AStartWithoutLocksLogsAndStaysDown) {
+  static std::string seen;
+  ruvo_log_output_register([](uint32_t, const char *format, va_list args) {
+    char text[512];
+    std::vsnprintf(text, sizeof text, format, args);
+    seen += text;
+  });
+  const std::string dir = fresh_dir("locks");
+  const struct {
+    long successes;
+    const char *want;
+  } rows[] = {{0, "] mutex init failed"}, {1, "] collect_thread mutex init failed"}};
+  for (const auto &[successes, want] : rows) {
+    seen.clear();
+    ruvo::fault::fail_allocations_after(successes);
+    ruvo_autolog_init((dir + "\\sub").c_str(), 5);
+    ruvo::fault::fail_allocations_after(-1);
+    EXPECT_NE(seen.find(want), std::string::npos) << seen;
+    EXPECT_NE(seen.find("[error]"), std::string::npos) << seen;
+  }
+  ruvo_log_output(RUVO_LOG_INFO, "only to the test's output\n");
+  EXPECT_EQ(seen.substr(seen.size() - 26), "only to the test's output\n");
+  EXPECT_EQ(::GetFileAttributesA((dir + "\\sub").c_str()), INVALID_FILE_ATTRIBUTES);
   std::filesystem::remove_all(dir);
 }
 
