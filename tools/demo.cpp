@@ -18,6 +18,7 @@
 #if defined(_WIN32)
 #include <windows.h>
 
+#include "ruvo/base/autolog.h"
 #include "ruvo/base/dir.h"
 #include "ruvo/base/file.h"
 #include "ruvo/base/ini.h"
@@ -247,6 +248,29 @@ void show_paths_and_directories() {
   ruvo_dirutils_rmdir(root);
   std::printf("  removed; exists afterwards: %d\n", ruvo_path_is_exist_u(root));
 }
+
+int32_t show_log_file(int32_t is_dir, const char *path, void *) {
+  if (is_dir != 0) return 0;
+  std::printf("  %s:\n", ruvo_path_get_name_u(path));
+  if (FILE *f = ruvo_file_open(path, "r")) {
+    char line[256];
+    while (std::fgets(line, sizeof line, f) != nullptr) std::printf("    %s", line);
+    ruvo_file_close(f);
+  }
+  return 0;
+}
+
+void show_auto_log() {
+  std::printf("== auto log: the service's records in a dated file beside the program\n");
+  char dir[512];
+  ruvo_dirutils_path_transform("@/demo-autolog", dir, sizeof dir);
+  ruvo_autolog_init(dir, 5);
+  for (int i = 1; i <= 3; ++i) ruvo_log_output(RUVO_LOG_INFO, "service heartbeat %d", i);
+  ruvo_autolog_fflush();
+  ruvo_dirutils_listdir(dir, nullptr, &show_log_file);
+  ruvo_autolog_finit();
+  ruvo_dirutils_rmdir(dir);
+}
 #endif
 
 }  // namespace
@@ -259,6 +283,7 @@ int main() {
 #if defined(_WIN32)
   show_tagged_heap();
   show_paths_and_directories();
+  show_auto_log();
 #endif
   return 0;
 }

@@ -36,12 +36,6 @@ ruvo_log_output_fn g_outputs[kSlots + 1] = {};
 
 }  // namespace
 
-// The auto log takes over here once a process has one; until then a record
-// goes to the registered outputs, or to standard error.
-void ruvo_log_attach_default() noexcept {
-  if (ruvo_log_is_regestered() != 0) return;
-}
-
 int32_t ruvo_log_timestamp(char *buf, uint32_t size) noexcept {
   if (buf == nullptr || size == 0) return 0;
   std::tm tm{};

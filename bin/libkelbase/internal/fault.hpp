@@ -5,7 +5,8 @@
 // breaks the clock down, for the fallback text that no real clock gives; the
 // thread start asks it before making a thread, which no test can otherwise
 // make fail; the INI save asks it before each of its steps, for the
-// failures of a full disk or a refused rename. It exists only in builds with
+// failures of a full disk or a refused rename, and the zip helpers before
+// they start an entry or read a piece of a file. It exists only in builds with
 // RUVO_BASE_TESTING; elsewhere the questions fold to false.
 #pragma once
 
@@ -27,9 +28,10 @@ bool local_time_fails() noexcept;
 void fail_thread_starts(bool fail) noexcept;
 bool thread_start_fails() noexcept;
 // After `successes` more steps of INI saves on this thread (temporary name,
-// open, each line or block written, seeks, digest, flush, rename), the next
-// step fails, once, so that a step that ignored it would show in the result.
-// A negative count turns it off.
+// open, each line or block written, seeks, digest, flush, rename) or of the
+// zip helpers (the start of an entry, each piece read), the next step fails,
+// once, so that a step that ignored it would show in the result. A negative
+// count turns it off.
 void fail_save_step(long successes) noexcept;
 bool save_step_fails() noexcept;
 #else

@@ -9,8 +9,20 @@
 #include "internal/platform.hpp"
 #include "ruvo/base/log.h"
 
-// Attaches the default auto log on a process that has no output yet.
+// Attaches the default auto log on a process that has no output yet
+// (windows/autolog.cpp). The Linux build has no auto log: its records go to
+// the registered outputs or to standard error.
 void ruvo_log_attach_default() noexcept;
+
+#if defined(RUVO_BASE_TESTING)
+namespace ruvo::testing {
+// Lets a test rotate the auto log in seconds: the size above which a file is
+// replaced, the milliseconds or records between two size checks, and the
+// flush thread's pause.
+void autolog_limits(int64_t size_limit, uint64_t check_interval_ms, int32_t records_per_check,
+                    uint32_t flush_pause_ms) noexcept;
+}  // namespace ruvo::testing
+#endif
 
 // Local time as "YYYY-MM-DD hh:mm:ss". Returns the length written; 0 for a
 // null buffer or a size of 0.
