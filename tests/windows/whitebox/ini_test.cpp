@@ -23,6 +23,7 @@ TEST(IniTempName, FreshNamesInTheTemporaryFolder) {
   const std::wstring first = ruvo::sys::temp_file_name();
   const unsigned long n = std::wcstoul(first.c_str() + first.rfind(L'-') + 1, nullptr, 16);
   EXPECT_EQ(first, expected(n));
+  EXPECT_EQ(n, 1u);  // the first name of the process, as each test runs in one of its own
   // The next name exists already, so it is passed over.
   const std::wstring taken = expected(n + 1);
   ::CloseHandle(::CreateFileW(taken.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
