@@ -357,12 +357,16 @@ void ruvo_autolog_output(uint32_t, const char *format, va_list args) {
   // The interval needs only a cheap millisecond count, read on every record:
   // the system's tick count, not the boot-time clock that asks the kernel.
   const uint64_t now = ::GetTickCount64();
-  if (!t_rotating && (now - g_last_check.load() > g_limits.check_interval_ms ||
-                      g_record_count.load() >= g_limits.records_per_check)) {
+  if (!t_rotating &&
+      (now - g_last_check.load(std::memory_order_relaxed) > g_limits.check_interval_ms ||
+       g_record_count.load(std::memory_order_relaxed) >= g_limits.records_per_check)) {
     ruvo_autolog_rotate();
     g_last_check.store(now);
   }
-  g_record_count.fetch_add(1);
+  // Counted approximately, like the time of the last check: a plain load and
+  // store, so that threads that log do not contend on one word.
+  g_record_count.store(g_record_count.load(std::memory_order_relaxed) + 1,
+                       std::memory_order_relaxed);
 
   // Every record ends its line, unless its format is too long to copy.
   char line[kFormatLimit + 1];
