@@ -30,4 +30,6 @@ if(DOXYGEN_FOUND AND Python3_Interpreter_FOUND)
   add_custom_target(docs DEPENDS ${RUVO_DOCS_OUT}/docs.stamp)
 
   install(DIRECTORY ${RUVO_DOCS_OUT}/html/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/html OPTIONAL)
+else()
+  message(STATUS "No Doxygen or Python: no docs target (tools/install-deps.sh installs both)")
 endif()
