@@ -6,7 +6,8 @@ what=${1:-all}
 # Wine keeps its prefix under $HOME; a bare environment may not set it.
 export HOME=${HOME:-$(getent passwd "$(id -u)" | cut -d: -f6)}
 
-common=(cmake make g++ python3 openssl googletest)
+# Doxygen makes the API reference (and checks that every export has one).
+common=(cmake make g++ python3 openssl googletest doxygen)
 # spdlog (headers only) is the auto log benchmark's peer.
 windows=(g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine wine64
          libz-mingw-w64-dev libspdlog-dev)

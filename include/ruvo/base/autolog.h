@@ -1,4 +1,5 @@
-/*
+/**
+ * \file
  * ruvo/base/autolog.h - the auto log: the library's own log output, a set of
  * dated text files in one directory, rotated by size, with old files zipped
  * away in the background and at most 10 archives kept. Windows only.
@@ -36,7 +37,7 @@ RUVO_BEGIN_DECLS
 
 #if defined(_WIN32)
 
-/* Starts the auto log in `directory` (a leading "@" stands for the
+/** Starts the auto log in `directory` (a leading "@" stands for the
  * executable's folder; made when missing) and registers it as a log output.
  * `file_count` is how many log files may lie in the directory before old
  * ones are archived: at most 10 (a larger count gives 10), and a negative
@@ -46,24 +47,24 @@ RUVO_BEGIN_DECLS
  * before other threads log. */
 RUVO_API void ruvo_autolog_init(const char *directory, int32_t file_count) RUVO_NOEXCEPT;
 
-/* Stops the auto log: unregisters it, waits for a running archive step,
+/** Stops the auto log: unregisters it, waits for a running archive step,
  * closes its files and, with a file count of 0, archives every log file.
  * It can be started again; the background flushing is then not. */
 RUVO_API void ruvo_autolog_finit(void) RUVO_NOEXCEPT;
 
-/* Hands what the auto log's files have buffered to the system. */
+/** Hands what the auto log's files have buffered to the system. */
 RUVO_API void ruvo_autolog_fflush(void) RUVO_NOEXCEPT;
 
-/* Non-zero turns the write cache on (the start value), 0 off. It acts on the
+/** Non-zero turns the write cache on (the start value), 0 off. It acts on the
  * next file opened or on ruvo_autolog_reset_logbuf, and, for the background
  * flushing, on the next ruvo_autolog_init. */
 RUVO_API void ruvo_autolog_cache_switch(uint32_t value) RUVO_NOEXCEPT;
 
-/* Makes the file in use buffered or unbuffered again from the current level
+/** Makes the file in use buffered or unbuffered again from the current level
  * and cache switch (unbuffered at RUVO_LOG_DEBUG), after either changed. */
 RUVO_API void ruvo_autolog_reset_logbuf(void) RUVO_NOEXCEPT;
 
-/* Copies the environment variable ALLUSERSPROFILE into `buf`, which must
+/** Copies the environment variable ALLUSERSPROFILE into `buf`, which must
  * hold 260 bytes whatever `size` says, and returns its length. 0 when `buf`
  * is null, `size` is 0 (nothing is read), the variable is unset, or its
  * value does not fit in 260 bytes (`buf` then holds the empty text). */

@@ -1,4 +1,5 @@
-/*
+/**
+ * \file
  * ruvo/base/charset.h - conversions between UTF-8, UTF-16 ("unicode") and
  * the system's ANSI code page, and telling by inspection which encoding a
  * buffer of bytes looks like.
@@ -31,18 +32,21 @@
 
 RUVO_BEGIN_DECLS
 
-/* Plain set: a new string, or null. */
+/**@{*/
+/** Plain set: a new string, or null. */
 RUVO_API ruvo_wchar_t *ruvo_str_ansi_to_unicode(const char *src) RUVO_NOEXCEPT;
 RUVO_API ruvo_wchar_t *ruvo_str_utf8_to_unicode(const char *src) RUVO_NOEXCEPT;
 RUVO_API char *ruvo_str_unicode_to_ansi(const ruvo_wchar_t *src) RUVO_NOEXCEPT;
 RUVO_API char *ruvo_str_unicode_to_utf8(const ruvo_wchar_t *src) RUVO_NOEXCEPT;
 RUVO_API char *ruvo_str_ansi_to_utf8(const char *src) RUVO_NOEXCEPT;
 RUVO_API char *ruvo_str_utf8_to_ansi(const char *src) RUVO_NOEXCEPT;
+/**@}*/
 
-/* Frees a string of the plain set; null is ignored. */
+/** Frees a string of the plain set; null is ignored. */
 RUVO_API void ruvo_str_free(void *str) RUVO_NOEXCEPT;
 
-/* _ex set: `units` counts 16-bit units, `bytes` counts bytes, terminator
+/**@{*/
+/** _ex set: `units` counts 16-bit units, `bytes` counts bytes, terminator
  * included. */
 RUVO_API uint32_t ruvo_str_ansi_to_unicode_ex(const char *src, ruvo_wchar_t *dst,
                                               size_t units) RUVO_NOEXCEPT;
@@ -52,7 +56,9 @@ RUVO_API uint32_t ruvo_str_unicode_to_ansi_ex(const ruvo_wchar_t *src, char *dst
                                               size_t bytes) RUVO_NOEXCEPT;
 RUVO_API uint32_t ruvo_str_unicode_to_utf8_ex(const ruvo_wchar_t *src, char *dst,
                                               size_t bytes) RUVO_NOEXCEPT;
-/* These two pass through a UTF-16 buffer of `bytes` units, so a text with
+/**@}*/
+/**@{*/
+/** These two pass through a UTF-16 buffer of `bytes` units, so a text with
  * more units than the destination has bytes fails even where its result
  * would fit. A failure of the first stage gives RUVO_E_FAIL, a failed
  * temporary buffer 14; otherwise the second stage's status. */
@@ -60,8 +66,10 @@ RUVO_API uint32_t ruvo_str_ansi_to_utf8_ex(const char *src, char *dst,
                                            size_t bytes) RUVO_NOEXCEPT;
 RUVO_API uint32_t ruvo_str_utf8_to_ansi_ex(const char *src, char *dst,
                                            size_t bytes) RUVO_NOEXCEPT;
+/**@}*/
 
-/* Detection, each giving 1 or 0. Text codes are 7, 8, 9, 10, 12, 13, 27
+/**@{*/
+/** Detection, each giving 1 or 0. Text codes are 7, 8, 9, 10, 12, 13, 27
  * and 32 to 126.
  * ruvo_str_is_ascii: every byte is a text code; an empty buffer is ASCII,
  *   and so is no byte of 128 or above.
@@ -75,6 +83,7 @@ RUVO_API uint32_t ruvo_str_utf8_to_ansi_ex(const char *src, char *dst,
 RUVO_API int ruvo_str_is_ascii(const void *buf, size_t len) RUVO_NOEXCEPT;
 RUVO_API int ruvo_str_is_utf8(const void *buf, size_t len) RUVO_NOEXCEPT;
 RUVO_API int ruvo_str_is_utf16(const void *buf, size_t len) RUVO_NOEXCEPT;
+/**@}*/
 
 RUVO_END_DECLS
 

@@ -1,4 +1,5 @@
-/*
+/**
+ * \file
  * ruvo/base/dll.h - loading libraries by UTF-8 path, finding their entries,
  * and the shell's folder picker.
  *
@@ -21,7 +22,7 @@ RUVO_BEGIN_DECLS
 struct HINSTANCE__;
 struct HWND__;
 
-/* Loads the library at `path` (UTF-8; a bare name is searched for as the
+/** Loads the library at `path` (UTF-8; a bare name is searched for as the
  * platform does) and stores it in *module, to be released with
  * ruvo_dll_close. *module is null on every failure once it is not null
  * itself. Returns 0; RUVO_E_INVAL when `path` is null or empty or `module`
@@ -29,18 +30,18 @@ struct HWND__;
  * of the load (126: not found). */
 RUVO_API uint32_t ruvo_dll_open(const char *path, struct HINSTANCE__ **module) RUVO_NOEXCEPT;
 
-/* Stores the address of the entry `name` (8-bit, as exported) of `module`
+/** Stores the address of the entry `name` (8-bit, as exported) of `module`
  * in *entry; null on failure. Returns 0; RUVO_E_INVAL when `module` or
  * `entry` is null or `name` is null or empty; the last error (127: no such
  * entry). */
 RUVO_API uint32_t ruvo_dll_get_addr(struct HINSTANCE__ *module, const char *name,
                                     void **entry) RUVO_NOEXCEPT;
 
-/* Releases a library of ruvo_dll_open. Returns 0; RUVO_E_INVAL for null;
+/** Releases a library of ruvo_dll_open. Returns 0; RUVO_E_INVAL for null;
  * the last error when the platform refuses. */
 RUVO_API uint32_t ruvo_dll_close(struct HINSTANCE__ *module) RUVO_NOEXCEPT;
 
-/* Shows the shell's modal folder picker over the machine's drives, owned by
+/** Shows the shell's modal folder picker over the machine's drives, owned by
  * `owner` (may be null), with `title` (UTF-16, may be null) above the tree,
  * the platform's BIF_* `flags`, and opening at `initial` (an ANSI path, may
  * be null). The chosen folder goes into `path`, at most `chars` UTF-16 units

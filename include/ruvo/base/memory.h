@@ -1,4 +1,5 @@
-/*
+/**
+ * \file
  * ruvo/base/memory.h - allocation: plain wrappers over the C runtime heap,
  * tagged heaps with live-allocation counts that other processes can read,
  * and page-granular blocks that carry their own size.
@@ -13,49 +14,51 @@
 
 RUVO_BEGIN_DECLS
 
-/* The C runtime heap. Null on failure; ruvo_free_ takes null. */
+/**@{*/
+/** The C runtime heap. Null on failure; ruvo_free_ takes null. */
 RUVO_API void *ruvo_malloc_(size_t size) RUVO_NOEXCEPT;
 RUVO_API void *ruvo_zero_malloc_(size_t size) RUVO_NOEXCEPT;
 RUVO_API void *ruvo_ralloc_(void *block, size_t size) RUVO_NOEXCEPT;
 RUVO_API void ruvo_free_(void *block) RUVO_NOEXCEPT;
+/**@}*/
 
 #if defined(_WIN32)
 
-/* A tagged heap: a private platform heap whose live allocations are counted
- * in the per-process table "Local\{<pid>-39DA-4093-A893-724EC5679339}", while
+/** A tagged heap: a private platform heap whose live allocations are counted
+ * in the per-process table `Local\{<pid>-39DA-4093-A893-724EC5679339}`, while
  * every allocation is also counted per tag in the table
- * "Local\{<pid>-505D-3E7A-BB52-2E5690CDA177}". Each table entry is two 32-bit
+ * `Local\{<pid>-505D-3E7A-BB52-2E5690CDA177}`. Each table entry is two 32-bit
  * words, tag then count. Free with ruvo_heap_mem_destroy. */
 typedef struct ruvo_heap_mem_st ruvo_heap_mem_st;
 
-/* Makes a heap for `tag` (non-zero) and stores it in *heap. Returns 0, or
+/** Makes a heap for `tag` (non-zero) and stores it in *heap. Returns 0, or
  * RUVO_E_INVAL, RUVO_E_NOMEM or the platform's error. When all 255 named
  * entries are taken the heap is the process heap and counts nothing per heap;
  * that is still 0. */
 RUVO_API uint32_t ruvo_heap_mem_init(uint32_t tag, ruvo_heap_mem_st **heap) RUVO_NOEXCEPT;
 
-/* Destroys a heap from ruvo_heap_mem_init, and every block still in it.
+/** Destroys a heap from ruvo_heap_mem_init, and every block still in it.
  * Null does nothing. */
 RUVO_API void ruvo_heap_mem_destroy(ruvo_heap_mem_st *heap) RUVO_NOEXCEPT;
 
-/* A block of `size` bytes counted under `tag`. A null heap is the process's
+/** A block of `size` bytes counted under `tag`. A null heap is the process's
  * default tagged heap. Null for a size or tag of 0 and on failure. */
 RUVO_API void *ruvo_heap_mem_alloc(ruvo_heap_mem_st *heap, uint32_t tag, uint32_t size) RUVO_NOEXCEPT;
 
-/* Frees a block of ruvo_heap_mem_alloc, given the heap and tag it was
+/** Frees a block of ruvo_heap_mem_alloc, given the heap and tag it was
  * allocated with. A tag of 0 frees nothing. */
 RUVO_API void ruvo_heap_mem_free(ruvo_heap_mem_st *heap, void *block, uint32_t tag) RUVO_NOEXCEPT;
 
-/* Committed pages behind an 8-byte size header. Null for a size of 0. */
+/** Committed pages behind an 8-byte size header. Null for a size of 0. */
 RUVO_API void *ruvo_virtual_memory_malloc(uint64_t size) RUVO_NOEXCEPT;
 
-/* Grows a page block: the same block when `size` is not larger than its
+/** Grows a page block: the same block when `size` is not larger than its
  * stored size (it never shrinks), else a new block with the old bytes. On
  * failure the old block is released all the same and the result is null.
  * A null block acts as ruvo_virtual_memory_malloc. */
 RUVO_API void *ruvo_virtual_memory_ralloc(void *block, uint64_t size) RUVO_NOEXCEPT;
 
-/* 0, or RUVO_E_FAIL for null or when the pages cannot be released. */
+/** 0, or RUVO_E_FAIL for null or when the pages cannot be released. */
 RUVO_API uint32_t ruvo_virtual_memory_free(void *block) RUVO_NOEXCEPT;
 
 #endif /* _WIN32 */

@@ -1,4 +1,5 @@
-/*
+/**
+ * \file
  * ruvo/base/oa_hash.h - open-addressing hash table with Robin Hood
  * displacement: byte-string keys, one 64-bit value per key.
  *
@@ -23,53 +24,53 @@
 
 RUVO_BEGIN_DECLS
 
-/* Called with a value when the table lets go of it: replaced by an insert,
+/** Called with a value when the table lets go of it: replaced by an insert,
  * deleted, cleared or destroyed. */
 typedef void (*ruvo_oa_destroy_fn)(uint64_t value);
 
-/* Called for each entry by ruvo_oa_hash_traverse with the table's own key
+/** Called for each entry by ruvo_oa_hash_traverse with the table's own key
  * copy (zero-terminated after `len` bytes), its length, the value and the
  * caller's `arg`. A non-zero result stops the walk. */
 typedef int32_t (*ruvo_oa_traverse_fn)(const char *key, uint32_t len, uint64_t value, void *arg);
 
-/* The table's copy of a key: one heap block. Layout is part of the
+/** The table's copy of a key: one heap block. Layout is part of the
  * interface. */
 typedef struct ruvo_oa_key_st {
-  uint32_t len;   /* key length in bytes, never 0 */
-  char data[];    /* `len` bytes, then a 0 byte so that a text key reads as a C string */
+  uint32_t len;   /**< key length in bytes, never 0 */
+  char data[];    /**< `len` bytes, then a 0 byte so that a text key reads as a C string */
 } ruvo_oa_key_st;
 
-/* One slot. Layout is part of the interface. */
+/** One slot. Layout is part of the interface. */
 typedef struct ruvo_oa_slot_st {
-  uint32_t psl;          /* probe sequence length from 1 (1 = at home); 0 = empty */
-  uint32_t hash;         /* full hash of the key; home slot is hash & (size - 1) */
-  ruvo_oa_key_st *key;   /* owned by the table; NULL when empty */
+  uint32_t psl;          /**< probe sequence length from 1 (1 = at home); 0 = empty */
+  uint32_t hash;         /**< full hash of the key; home slot is hash & (size - 1) */
+  ruvo_oa_key_st *key;   /**< owned by the table; NULL when empty */
 } ruvo_oa_slot_st;
 
-/* The table. Made by ruvo_oa_hash_create, freed by ruvo_oa_hash_destroy;
+/** The table. Made by ruvo_oa_hash_create, freed by ruvo_oa_hash_destroy;
  * read the fields, never write them. Layout is part of the interface. */
 typedef struct ruvo_oa_hash_st {
-  uint32_t count;              /* entries stored, at most size / 2 */
-  uint32_t size;               /* slots: a power of two, 8 at creation */
-  ruvo_oa_slot_st *slots;      /* `size` slots, owned */
-  uint64_t *values;            /* `size` values, owned; values[i] belongs to slots[i] */
-  ruvo_oa_destroy_fn destroy;  /* may be NULL */
+  uint32_t count;              /**< entries stored, at most size / 2 */
+  uint32_t size;               /**< slots: a power of two, 8 at creation */
+  ruvo_oa_slot_st *slots;      /**< `size` slots, owned */
+  uint64_t *values;            /**< `size` values, owned; values[i] belongs to slots[i] */
+  ruvo_oa_destroy_fn destroy;  /**< may be NULL */
 } ruvo_oa_hash_st;
 
-/* A new empty table of 8 slots whose values go through `destroy` (may be
+/** A new empty table of 8 slots whose values go through `destroy` (may be
  * NULL) when they leave. NULL when memory runs out; nothing is left
  * allocated then. Free with ruvo_oa_hash_destroy. */
 RUVO_API ruvo_oa_hash_st *ruvo_oa_hash_create(ruvo_oa_destroy_fn destroy) RUVO_NOEXCEPT;
 
-/* Clears the table (every value through `destroy`) and frees it. NULL does
+/** Clears the table (every value through `destroy`) and frees it. NULL does
  * nothing. */
 RUVO_API void ruvo_oa_hash_destroy(ruvo_oa_hash_st *table) RUVO_NOEXCEPT;
 
-/* Empties the table: frees every key copy and passes every value to
+/** Empties the table: frees every key copy and passes every value to
  * `destroy`, in slot order. The size stays. NULL does nothing. */
 RUVO_API void ruvo_oa_hash_clear(ruvo_oa_hash_st *table) RUVO_NOEXCEPT;
 
-/* Maps `len` bytes at `key` to `value`; the table keeps its own copy of the
+/** Maps `len` bytes at `key` to `value`; the table keeps its own copy of the
  * key. Returns 0 when the key is new, 1 when it was there: then the old
  * value goes through `destroy`, the new one takes its place and the entry
  * stays where it was (this case allocates nothing). Returns -1 for a NULL
@@ -80,30 +81,30 @@ RUVO_API void ruvo_oa_hash_clear(ruvo_oa_hash_st *table) RUVO_NOEXCEPT;
 RUVO_API int32_t ruvo_oa_hash_insert(ruvo_oa_hash_st *table, const void *key, uint32_t len,
                                      uint64_t value) RUVO_NOEXCEPT;
 
-/* 0 when the key is there, with its value stored in *value unless `value`
+/** 0 when the key is there, with its value stored in *value unless `value`
  * is NULL; -1 when it is not, or for a NULL table or key or a length of 0. */
 RUVO_API int32_t ruvo_oa_hash_search(const ruvo_oa_hash_st *table, const void *key,
                                      uint32_t len, uint64_t *value) RUVO_NOEXCEPT;
 
-/* Removes the key: its value goes through `destroy`, its copy is freed.
+/** Removes the key: its value goes through `destroy`, its copy is freed.
  * 0; -1 when it is not there (no destroy then), or for a NULL table or key
  * or a length of 0. */
 RUVO_API int32_t ruvo_oa_hash_delete(ruvo_oa_hash_st *table, const void *key,
                                      uint32_t len) RUVO_NOEXCEPT;
 
-/* Calls `fn` for each entry in slot order, which follows the hashes and no
+/** Calls `fn` for each entry in slot order, which follows the hashes and no
  * order a caller can rely on, until it returns non-zero. The table must not
  * change during the walk. A NULL table or `fn` does nothing. */
 RUVO_API void ruvo_oa_hash_traverse(const ruvo_oa_hash_st *table, ruvo_oa_traverse_fn fn,
                                     void *arg) RUVO_NOEXCEPT;
 
-/* Entries stored; 0 for NULL. */
+/** Entries stored; 0 for NULL. */
 RUVO_API uint32_t ruvo_oa_hash_count(const ruvo_oa_hash_st *table) RUVO_NOEXCEPT;
 
-/* Slots; 0 for NULL. */
+/** Slots; 0 for NULL. */
 RUVO_API uint32_t ruvo_oa_hash_size(const ruvo_oa_hash_st *table) RUVO_NOEXCEPT;
 
-/* Prints to standard output one line "PSL <n>: <slots>" for each probe
+/** Prints to standard output one line "PSL <n>: <slots>" for each probe
  * sequence length n from 0 (the empty slots) to the highest in the table.
  * Prints nothing for an empty table or NULL. */
 RUVO_API void ruvo_oa_hash_psl_dbg(const ruvo_oa_hash_st *table) RUVO_NOEXCEPT;

@@ -1,4 +1,5 @@
-/*
+/**
+ * \file
  * ruvo/base/str.h - string utilities: bounded formatting, checks on the form
  * of a text, counted searches, in-place replacing and trimming, a bounded
  * token splitter and byte-to-hex conversion.
@@ -18,50 +19,58 @@
 
 RUVO_BEGIN_DECLS
 
-/* Bounded printf. Returns the number of characters written, without the
+/**@{*/
+/** Bounded printf. Returns the number of characters written, without the
  * terminator, and never more than size - 1 nor a negative value: text that
  * does not fit is cut and terminated, so the result can be used directly as
  * the offset to append at. A size of 0 gives 0 and leaves `buf` untouched.
  * 64-bit integers are written with %I64d and %I64u on Windows. */
 RUVO_API int32_t ruvo_str_snprintf(char *buf, size_t size, const char *format, ...) RUVO_NOEXCEPT;
 RUVO_API int32_t ruvo_str_magic_vsprintf(char *buf, size_t size, const char *format, va_list args) RUVO_NOEXCEPT;
+/**@}*/
 
 /* ---- checks on the form of a text ---- */
 
-/* 0 when the first `limit` bytes of `text`, or the bytes up to its
+/**@{*/
+/** 0 when the first `limit` bytes of `text`, or the bytes up to its
  * terminator if that comes first, are all decimal digits (hexadecimal digits
  * of either case for the _hex_ form); RUVO_E_FORMAT otherwise. There is no
  * sign and no prefix, and an empty text or a limit of 0 passes. `text` must
  * not be null. */
 RUVO_API uint32_t ruvo_string_check_integer(const char *text, size_t limit) RUVO_NOEXCEPT;
 RUVO_API uint32_t ruvo_string_check_hex_integer(const char *text, size_t limit) RUVO_NOEXCEPT;
+/**@}*/
 
-/* 0 when `text`, read up to `limit` bytes or its terminator, is a strict
+/** 0 when `text`, read up to `limit` bytes or its terminator, is a strict
  * dotted quad: four decimal octets of 0 to 255 without leading zeros ("0"
  * passes, "01" does not), no empty octet, nothing else. RUVO_E_FORMAT
  * otherwise, and for a limit of 0. Bytes behind the limit are not read.
  * `text` must not be null. */
 RUVO_API uint32_t ruvo_string_check_ipv4(const char *text, size_t limit) RUVO_NOEXCEPT;
 
-/* 1 when every byte of `text` is '0' to '9', else 0. An empty text and null
+/** 1 when every byte of `text` is '0' to '9', else 0. An empty text and null
  * give 1. */
 RUVO_API int32_t ruvo_str_isdigit(const char *text) RUVO_NOEXCEPT;
 
 /* ---- searches ---- */
 
-/* Over at most `limit` bytes of `text`, stopping at its terminator: the
+/**@{*/
+/** Over at most `limit` bytes of `text`, stopping at its terminator: the
  * number of bytes equal to `c` (0 for null), or the index of the first one
  * (-1 when there is none, and for null). The terminator is never matched. */
 RUVO_API int32_t ruvo_str_chrcnt(const char *text, int32_t limit, char c) RUVO_NOEXCEPT;
 RUVO_API int32_t ruvo_str_chrpos(const char *text, int32_t limit, char c) RUVO_NOEXCEPT;
+/**@}*/
 
-/* The first (nchr) or last (nrchr) byte equal to `c` among the `len` bytes
+/**@{*/
+/** The first (nchr) or last (nrchr) byte equal to `c` among the `len` bytes
  * at `buf`, zero bytes included, or null. A length of 0 gives null; `buf`
  * must be valid otherwise. */
 RUVO_API const char *ruvo_str_nchr(const char *buf, int32_t len, char c) RUVO_NOEXCEPT;
 RUVO_API const char *ruvo_str_nrchr(const char *buf, int32_t len, char c) RUVO_NOEXCEPT;
+/**@}*/
 
-/* Offset from `text` of the first occurrence of the `pattern_len` bytes at
+/** Offset from `text` of the first occurrence of the `pattern_len` bytes at
  * `pattern` that begins at `start` or later and lies within the `text_len`
  * bytes at `text`; -1 when there is none. Both are counted byte strings, so
  * zero bytes match like any other. -1 also for null pointers, an empty
@@ -70,13 +79,13 @@ RUVO_API const char *ruvo_str_nrchr(const char *buf, int32_t len, char c) RUVO_N
 RUVO_API int32_t ruvo_str_find(const char *text, int32_t text_len, const char *pattern,
                                int32_t pattern_len, int32_t start) RUVO_NOEXCEPT;
 
-/* ruvo_str_find from offset 0, as a pointer into `text`, or null. */
+/** ruvo_str_find from offset 0, as a pointer into `text`, or null. */
 RUVO_API const char *ruvo_str_nstr(const char *text, int32_t text_len, const char *pattern,
                                    int32_t pattern_len) RUVO_NOEXCEPT;
 
 /* ---- changes in place ---- */
 
-/* Replaces the first occurrence of `pattern` in `text` by `replacement`, in
+/** Replaces the first occurrence of `pattern` in `text` by `replacement`, in
  * place. `size` is the size of the whole buffer from `text` on, terminator
  * included. Returns the position just behind the inserted replacement, or
  * null when there is no match or the new text with its terminator does not
@@ -90,12 +99,15 @@ RUVO_API const char *ruvo_str_nstr(const char *text, int32_t text_len, const cha
 RUVO_API char *ruvo_str_replace(char *text, int32_t size, const char *pattern,
                                 const char *replacement, int32_t all) RUVO_NOEXCEPT;
 
-/* Changes each byte of `text` in place with the C runtime's tolower or
+/**@{*/
+/** Changes each byte of `text` in place with the C runtime's tolower or
  * toupper and returns `text`; null gives null. */
 RUVO_API char *ruvo_str_tolower(char *text) RUVO_NOEXCEPT;
 RUVO_API char *ruvo_str_toupper(char *text) RUVO_NOEXCEPT;
+/**@}*/
 
-/* Strips the byte 0x20 (trim), or `c` (trim_char), from both ends of `text`
+/**@{*/
+/** Strips the byte 0x20 (trim), or `c` (trim_char), from both ends of `text`
  * in place: a terminator is written behind the last other byte, and the
  * result is the position of the first other byte inside `text`, not a new
  * string. A text made only of that byte gives the position of its last byte,
@@ -103,10 +115,11 @@ RUVO_API char *ruvo_str_toupper(char *text) RUVO_NOEXCEPT;
  * empty text are given back as they are. */
 RUVO_API char *ruvo_str_trim(char *text) RUVO_NOEXCEPT;
 RUVO_API char *ruvo_str_trim_char(char *text, char c) RUVO_NOEXCEPT;
+/**@}*/
 
 /* ---- splitting ---- */
 
-/* Splits `text` at runs of bytes from `delimiters`, as strtok would, but
+/** Splits `text` at runs of bytes from `delimiters`, as strtok would, but
  * without touching `text` and without state shared between calls, so
  * threads may split at the same time. Leading and trailing delimiters give
  * no empty token. At most 31 tokens are kept; further ones are dropped
@@ -117,24 +130,24 @@ RUVO_API char *ruvo_str_trim_char(char *text, char c) RUVO_NOEXCEPT;
  * empty array. */
 RUVO_API char **ruvo_str_split(const char *text, const char *delimiters, int32_t *count) RUVO_NOEXCEPT;
 
-/* Frees an array of ruvo_str_split and its strings. Null does nothing. */
+/** Frees an array of ruvo_str_split and its strings. Null does nothing. */
 RUVO_API void ruvo_str_split_free(char **tokens) RUVO_NOEXCEPT;
 
 /* ---- bounded copies ---- */
 
-/* Copies at most size - 1 bytes of `src` to `dst` and terminates it. Returns
+/** Copies at most size - 1 bytes of `src` to `dst` and terminates it. Returns
  * the whole length of `src`, so a result of `size` or more tells that the
  * copy was cut. A size of 0 writes nothing and returns 0. Neither pointer may
  * be null. */
 RUVO_API size_t ruvo_str_strlcpy(char *dst, const char *src, size_t size) RUVO_NOEXCEPT;
 
-/* Appends all of `src` to the text in `dst`, a buffer of `size` bytes, and
+/** Appends all of `src` to the text in `dst`, a buffer of `size` bytes, and
  * returns `dst`. Null, with `dst` unchanged, when both texts with one
  * terminator do not fit: nothing is ever appended in part. Null also for a
  * null pointer and a size below 1. */
 RUVO_API char *ruvo_str_strncat(char *dst, const char *src, int32_t size) RUVO_NOEXCEPT;
 
-/* Writes the `count` bytes at `bytes` as lower-case hexadecimal, two digits
+/** Writes the `count` bytes at `bytes` as lower-case hexadecimal, two digits
  * each, and a terminator into `out` (`out_size` bytes). Returns 0;
  * RUVO_E_INVAL for a null pointer or a count below 1; RUVO_E_SMALL when
  * `out_size` is less than 2 * count + 1 (nothing is written then);
