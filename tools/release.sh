@@ -8,6 +8,8 @@ top=$(cd "$(dirname "$0")/.." && pwd)
 cd "$top"
 cmake --preset windows >/dev/null
 cmake --build --preset windows
+# One zip in the folder, so that build/release/*.zip names this release.
+rm -rf build/release
 mkdir -p build/release
 # CPack installs into a staging folder of its own and zips that.
 (cd build/windows && cpack -G ZIP -B "$top/build/release" >/dev/null)
