@@ -10,7 +10,10 @@ export HOME=${HOME:-$(getent passwd "$(id -u)" | cut -d: -f6)}
 common=(cmake make g++ python3 openssl googletest doxygen)
 # spdlog (headers only) is the auto log benchmark's peer.
 windows=(g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine wine64
-         libz-mingw-w64-dev libspdlog-dev)
+         libz-mingw-w64-dev libspdlog-dev
+         zip unzip pkg-config clang lld llvm)
+# zip, unzip, pkg-config: the release zip and its check; clang, lld and llvm
+# (llvm-dlltool): the MSVC import libraries and the MSVC-target link.
 # GLib, inih, OpenSSL, libzip and libarchive are benchmark peers only.
 native=(clang libclang-rt-14-dev libbenchmark-dev uthash-dev robin-map-dev libabsl-dev unzip
         zlib1g-dev pkg-config libglib2.0-dev libinih-dev libssl-dev libzip-dev libarchive-dev)

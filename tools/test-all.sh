@@ -62,6 +62,9 @@ if step "windows: configure" cmake --preset windows >/dev/null &&
   step "windows: algo exports" "$top/tools/check-algo-dll.sh" build/windows/bin/libruvoalgo.dll
   tools/wine-up.sh
   step "windows: test" run_ctest --preset windows
+  # The release zip, unpacked and used as a program's team would use it.
+  step "release: zip" bash tools/release.sh &&
+    step "release: check" tools/check-release.sh build/release/libruvobase-*-win64.zip
   wineserver -k || true
 fi
 
