@@ -24,6 +24,7 @@ tree=$work/$name
 version=${name#libruvobase-}
 version=${version%-win64}
 expected=(LICENSE share/doc/libruvobase/README.md share/doc/libruvobase/LICENSE
+          share/doc/libruvobase/html/index.html
           include/ruvo/base/defs.h include/ruvo/algo/algo.h include/ruvo/zip/zip.h
           lib/cmake/ruvobase/ruvobaseConfig.cmake lib/cmake/ruvobase/ruvobaseConfigVersion.cmake
           lib/cmake/ruvobase/ruvobaseTargets.cmake lib/pkgconfig/ruvobase.pc)
