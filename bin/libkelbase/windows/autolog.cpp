@@ -193,25 +193,40 @@ void ruvo_autolog_set_buffer(int slot) noexcept {
   }
 }
 
+// True while a stream of this process (or another) has the file open: no
+// one can then open it without sharing. Names sort by age only while the
+// clock runs forward; once local time is set back (at the end of summer
+// time), a file in use can sort among the old ones, and it must be neither
+// packed half-written nor deleted.
+bool in_use(const std::string &path) noexcept {
+  wchar_t wide[1040];
+  if (::MultiByteToWideChar(CP_UTF8, 0, path.c_str(), -1, wide, 1040) == 0) return true;
+  const HANDLE h = ::CreateFileW(wide, GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  if (h == INVALID_HANDLE_VALUE) return ::GetLastError() == ERROR_SHARING_VIOLATION;
+  ::CloseHandle(h);
+  return false;
+}
+
 // Packs all log files but the newest `logs_kept` into one archive named
 // after the oldest, deletes them, and then the oldest archives beyond
-// `zips_kept`. A batch is deleted even when its archive failed.
+// `zips_kept`. A batch is deleted even when its archive failed; a file in
+// use is left out of it.
 void ruvo_autolog_collect(const std::string &dir, int32_t logs_kept, int32_t zips_kept) noexcept {
   if (logs_kept < 0 || zips_kept < 0) return;
   const std::vector<std::string> logs = ruvo_autolog_list(dir, ".log");
   const int32_t retention = g_retention.load();
   if (retention < 0 || logs.size() <= static_cast<size_t>(retention)) return;
 
-  const size_t batch = logs.size() - std::min(logs.size(), static_cast<size_t>(logs_kept));
+  std::vector<std::string> batch(logs.begin(), logs.end() - std::min<size_t>(logs.size(), logs_kept));
+  std::erase_if(batch, in_use);
   if (void *zf = ruvo_create_zipfile((logs.front() + ".zip").c_str()); zf != nullptr) {
-    for (size_t i = 0; i < batch; ++i) {
-      std::string path = logs[i];
+    for (std::string path : batch) {
       ruvo_path_format_u(path.data());
       ruvo_add_file_intozfile(zf, dir.c_str(), ruvo_path_get_name_u(path.c_str()));
     }
     ruvoZipClose(zf, nullptr);
   }
-  for (size_t i = 0; i < batch; ++i) ruvo_file_unlink(logs[i].c_str());
+  for (const std::string &path : batch) ruvo_file_unlink(path.c_str());
 
   const std::vector<std::string> zips = ruvo_autolog_list(dir, ".zip");
   for (size_t i = 0; i + static_cast<size_t>(zips_kept) < zips.size(); ++i) {
