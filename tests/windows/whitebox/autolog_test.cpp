@@ -91,7 +91,7 @@ TEST(Autolog, StartTidiesTheDirectoryAndContinuesTheNewestLog) {
   HANDLE big = ::CreateFileA((dir + "\\20200101-000000.log").c_str(), GENERIC_WRITE, 0, nullptr,
                              CREATE_NEW, 0, nullptr);
   LARGE_INTEGER size;
-  size.QuadPart = 300LL << 20;
+  size.QuadPart = 200LL << 20;  // exactly the size that is deleted
   ::SetFilePointerEx(big, size, nullptr, FILE_BEGIN);
   ::SetEndOfFile(big);
   ::CloseHandle(big);
