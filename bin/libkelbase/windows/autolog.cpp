@@ -22,6 +22,7 @@
 #include "internal/fault.hpp"
 #include "internal/log.hpp"
 #include "internal/platform.hpp"
+#include "wide_arg.hpp"
 #include "ruvo/base/autolog.h"
 #include "ruvo/base/clock.h"
 #include "ruvo/base/dir.h"
@@ -199,12 +200,11 @@ void ruvo_autolog_set_buffer(int slot) noexcept {
 // time), a file in use can sort among the old ones, and it must be neither
 // packed half-written nor deleted.
 bool in_use(const std::string &path) noexcept {
-  wchar_t wide[1040];
-  if (::MultiByteToWideChar(CP_UTF8, 0, path.c_str(), -1, wide, 1040) == 0) return true;
-  const HANDLE h = ::CreateFileW(wide, GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-  if (h == INVALID_HANDLE_VALUE) return ::GetLastError() == ERROR_SHARING_VIOLATION;
-  ::CloseHandle(h);
-  return false;
+  const ruvo::win::wide_arg wide(path.c_str());
+  if (wide.get() == nullptr) return true;
+  const ruvo::win::unique_file h(
+      ::CreateFileW(wide.get(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+  return !h && ::GetLastError() == ERROR_SHARING_VIOLATION;
 }
 
 // Packs all log files but the newest `logs_kept` into one archive named
